@@ -1,0 +1,8 @@
+/* libapi_c: the whole public interface. */
+#ifndef ZK_API_H
+#define ZK_API_H
+
+#include "zk_types.h"
+#include "zk_log.h"
+
+#endif /* ZK_API_H */
