@@ -1,6 +1,7 @@
 /* Compiled as C99: proves the public headers are plain C and that the shared library
  * exports what they declare. */
 #include "zk_api.h"
+#include "libalgo.h"
 
 int main(void)
 {
