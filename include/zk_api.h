@@ -4,5 +4,6 @@
 
 #include "zk_types.h"
 #include "zk_log.h"
+#include "zk_client.h"
 
 #endif /* ZK_API_H */
