@@ -129,6 +129,15 @@ const char* zk_frame_name(const cJSON* frame)
     return name ? name : MIO_JSON_GetObjectItemStr(frame, "state");
 }
 
+int zk_check_arm_dof(const char* caller, zk_robot_handle* handle, int* dof)
+{
+    if (zk_get_arm_dof(handle, dof) != 0) {
+        zk_log_error("[%s] The robotic arm has been disconnected\n", caller);
+        return -1;
+    }
+    return 0;
+}
+
 int zk_null_argument(const char* caller, const char* name)
 {
     zk_log_error("[%s] %s is NULL!\n", caller, name);

@@ -142,6 +142,10 @@ int zk_null_argument(const char* caller, const char* name);
         if ((pointer) == nullptr) return zk_null_argument(caller, #pointer); \
     } while (0)
 
+// Reads the arm's degrees of freedom for a command that needs them; logs "[caller] The
+// robotic arm has been disconnected" and gives -1 when they are not 6 or 7.
+int zk_check_arm_dof(const char* caller, zk_robot_handle* handle, int* dof);
+
 template <size_t N>
 inline int zk_exchange_set(const char* caller, zk_robot_handle* handle, const JsonValue (&values)[N],
                            const char* reply_name, const char* result_key, int timeout)
