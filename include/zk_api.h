@@ -5,5 +5,6 @@
 #include "zk_types.h"
 #include "zk_log.h"
 #include "zk_client.h"
+#include "zk_events.h"
 
 #endif /* ZK_API_H */

@@ -3,6 +3,13 @@
 #include <cstring>
 #include <thread>
 
+zk_event_listener_t event_listener;
+
+void zk_get_arm_event_call_back(zk_event_callback_ptr event_callback)
+{
+    if (event_callback != nullptr) event_listener.event_callback = event_callback;
+}
+
 namespace {
 constexpr auto kFifoScanPeriod = std::chrono::milliseconds(2);
 }
