@@ -91,14 +91,16 @@ bool passes_final_test(const Head& head, const SelectionRule& rule, const double
     return true;
 }
 
-struct Costed {
-    double cost;     // +inf for a candidate that cannot win
-    bool preferred;  // exact, and passes the final test as it would be given out
-};
+// Charged on top of a candidate that would fail the final test, or that only comes near
+// its target (an arm a hair beyond its reach taken as stretched): among candidates about
+// as near as each other, an exact one inside the limits goes first, but none far from
+// the reference does, so that a tracked arm does not jump to another configuration.
+// About 0.65 rad on a main joint in the quadratic cost, 1 rad on a wrist joint.
+constexpr double kLesserCandidateCharge = 1.0;
 
-// Wraps the candidate's joints in place by the rule and charges its distance from the
-// reference.
-Costed cost_candidate(const Head& head, const SelectionRule& rule, double q[kJoints], bool approximate)
+// Wraps the candidate's joints in place by the rule and returns its distance from the
+// reference, +inf for a candidate that cannot win.
+double cost_candidate(const Head& head, const SelectionRule& rule, double q[kJoints], bool approximate)
 {
     double sum = 0;
     bool dropped = false;
@@ -125,34 +127,21 @@ Costed cost_candidate(const Head& head, const SelectionRule& rule, double q[kJoi
         const double w = kJointWeight[j];
         sum += rule.linear_cost ? w * std::fabs(dist) : w * dist * dist;
     }
-    if (dropped || std::isnan(sum)) return {std::numeric_limits<double>::infinity(), false};
-    return {sum, !approximate && passes_final_test(head, rule, q)};
-}
-
-// Index of the cheapest candidate below the ceiling, the first of equals; -1 when none.
-int cheapest(const double cost[kCandidates], double ceiling)
-{
-    const int best = find_min_index(cost, kCandidates);
-    return cost[best] < ceiling ? best : -1;
+    if (dropped || std::isnan(sum)) return std::numeric_limits<double>::infinity();
+    if (approximate || !passes_final_test(head, rule, q)) sum += kLesserCandidateCharge;
+    return sum;
 }
 
 }  // namespace
 
 int select_solution(const Head& head, Candidates* c, const SelectionRule& rule, float* q_out)
 {
-    // Exact candidates that come out inside the limits go first: a stretched-arm
-    // approximation or a turn beyond the limits competes only when no other is left.
-    double cost[kCandidates], preferred_cost[kCandidates];
-    for (int n = 0; n < kCandidates; ++n) {
-        Costed k{std::numeric_limits<double>::infinity(), false};
-        if (c->valid[n]) k = cost_candidate(head, rule, c->q[n], c->approximate[n]);
-        cost[n] = k.cost;
-        preferred_cost[n] = k.preferred ? k.cost : std::numeric_limits<double>::infinity();
-    }
-    const double ceiling = rule.cost_ceiling;
-    int best = cheapest(preferred_cost, ceiling);
-    if (best < 0) best = cheapest(cost, ceiling);
-    if (best < 0) return -1;
+    double cost[kCandidates];
+    for (int n = 0; n < kCandidates; ++n)
+        cost[n] = c->valid[n] ? cost_candidate(head, rule, c->q[n], c->approximate[n])
+                              : std::numeric_limits<double>::infinity();
+    const int best = find_min_index(cost, kCandidates);
+    if (!(cost[best] < rule.cost_ceiling)) return -1;
 
     double q[kJoints];
     for (int j = 0; j < kJoints; ++j) q[j] = c->q[best][j];
