@@ -16,7 +16,6 @@ using namespace ikine;
 
 namespace {
 
-
 constexpr WristTwists kAl64Wrist = {/*s5=*/-1, /*s6=*/-1};
 
 constexpr InlineArm kAl64IIArm = {

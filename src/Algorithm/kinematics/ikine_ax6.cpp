@@ -11,7 +11,6 @@ using namespace ikine;
 
 namespace {
 
-
 constexpr InlineArm kAx6Arm = {
     /*s2=*/1,
     /*s4=*/1,

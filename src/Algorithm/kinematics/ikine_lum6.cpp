@@ -1,7 +1,7 @@
 // Inverse kinematics of the lum6 family (LUM61, LUM66, LUM67): joints 2, 3 and 4 are
 // parallel, so the wrist is not spherical. Twists 0, -pi/2, 0, 0, pi/2, -pi/2; parameters
 // read: d1 = d[0], the shoulder offset a1 = a[1], the links a2 = a[2] and a3 = a[3], the
-// sideways offset d4 = d[3], d5 = d[4], d6 = d[5]. Double precision in both forms.
+// sideways offset d4 = d[3], d5 = d[4], d6 = d[5].
 //
 // The point P = flange - d6 approach is the origin of joint 5's frame. It lies d4 to the
 // side of the plane in which joints 2 to 4 move, which gives joint 1. Seen from the frame

@@ -44,34 +44,24 @@ double wrap_near_reference(double q, double ref)
     return q;
 }
 
-double bring_joint6_near(double q6, double ref)
-{
-    if (ref - q6 > kPi) return q6 + kTwoPi;
-    if (ref - q6 < -kPi) return q6 - kTwoPi;
-    return q6;
-}
-
 bool inside(double q, double lo, double hi)
 {
     return q >= lo && q <= hi;  // NaN is outside
 }
 
 // Joints 4 and 6 divided anew so that the wrist keeps the reference's split of the
-// combination that stays defined at the singularity, q4 + sign q6: near q5 = 0 the
-// individual angles swing wildly with the smallest change of the target.
+// combination that stays defined at the singularity, q4 + sign q6: near it the single
+// angles swing wildly with the smallest change of the target. The price is a wrist off
+// its target by up to about twice q5's distance from the singularity.
 void settle_wrist(const Head& head, double combo, int sign, double q[kJoints])
 {
     const double e = static_cast<double>(sign);
     const double r4 = head.ref[3], r6 = head.ref[5];
     const double at_ref = r4 + e * r6;
-    const double s = at_ref + std::remainder(combo - at_ref, kTwoPi);
+    const double s = at_ref + normalize_angle(combo - at_ref);
     q[3] = (s + r4 - e * r6) / 2.0;
     q[5] = e * (s - r4 + e * r6) / 2.0;
 }
-
-}  // namespace
-
-namespace {
 
 // Whether q, in model angles, passes the final test as it would be given out.
 bool passes_final_test(const Head& head, const SelectionRule& rule, const double q[kJoints])
@@ -120,7 +110,7 @@ double cost_candidate(const Head& head, const SelectionRule& rule, double q[kJoi
             if (j == 5 && rule.joint6_near_reference) {
                 // Joint 6 has more than one turn inside its limits: it is charged, and
                 // given out, on the turn nearest its reference.
-                q[j] = bring_joint6_near(q[j], head.ref[j]);
+                q[j] = wrap_near_reference(q[j], head.ref[j]);
             }
             dist = q[j] - head.ref[j];
         }
@@ -145,10 +135,11 @@ int select_solution(const Head& head, Candidates* c, const SelectionRule& rule, 
 
     double q[kJoints];
     for (int j = 0; j < kJoints; ++j) q[j] = c->q[best][j];
+    // Both q5 = 0 and q5 = pi line up joints 4 and 6 (AL64II turns joint 5 by pi).
     const bool near_singular = std::fabs(std::remainder(q[4], kPi)) < kAvoidSingularityBand;
     if (rule.avoid_singularity && libalgo_get_is_avoid_Singularity() == 1 && near_singular)
         settle_wrist(head, c->wrist_combo[best], c->wrist_sign[best], q);
-    if (rule.joint6_near_reference) q[5] = bring_joint6_near(q[5], head.ref[5]);
+    if (rule.joint6_near_reference) q[5] = wrap_near_reference(q[5], head.ref[5]);
 
     for (int j = 0; j < kJoints; ++j) {
         const double turns = j == 5 ? kTwoPi * head.turns6 : 0.0;
@@ -187,7 +178,6 @@ zk_inverse_kinematics_all_solve_t collect_solutions(const Head& head, const Cand
     all.result = all.num > 0 ? 1 : 0;
     return all;
 }
-
 
 }  // namespace ikine
 
