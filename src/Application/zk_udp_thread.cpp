@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "Application/zk_handle.h"
+#include "Application/zk_threads.h"
 #include "Middleware/log.h"
 #include "Middleware/udp.h"
 
@@ -84,6 +85,7 @@ void release_ports(zk_udp_handle* table)
 unsigned thread_udp_receive(void* arg)
 {
     const auto& control = *static_cast<const ListenerControl*>(arg);
+    zk_mark_library_thread();
     zk_realtime_arm_joint_state_t state{};
     char datagram[kDatagramCapacity + 1];
     while (keep_running(control)) {

@@ -15,6 +15,7 @@
 
 #include "Application/zk_handle.h"
 #include "Middleware/udp.h"
+#include "support/scripted_controller.h"
 #include "support/test_log.h"
 #include "zk_api.h"
 
@@ -268,15 +269,96 @@ void destroy_from_the_callback(zk_realtime_arm_joint_state_t state)
     on_state(state);
 }
 
-TEST_F(Listener, CallbackMayStopTheLibrary)
+// Stopping from the callback cannot wait for the listener running it: the call is refused,
+// the listener still ends on its own, releases its ports, and a later stop joins it.
+TEST_F(Listener, CallbackThatStopsTheLibraryDoesNotHang)
 {
     zk_realtime_arm_state_call_back(destroy_from_the_callback);
     const int port = free_ports(1)[0];
     ASSERT_EQ(gUdpHandle->udp_add_port(gUdpHandle, port), 0);
+    zk_test::LogCapture log(LOG_LEVEL_ERROR);
     send_datagram(port, kState);
     ASSERT_TRUE(wait_for_states(1));
+    EXPECT_TRUE(log.contains("[zk_destory] not allowed from a library callback\n"));
     for (int i = 0; i < 100 && !port_is_free(port); ++i) std::this_thread::sleep_for(10ms);
     EXPECT_TRUE(port_is_free(port));
+}
+
+// --- With a connected arm ----------------------------------------------------------------
+
+std::string push_reply(int port, bool enable)
+{
+    return R"({"command":"get_realtime_push","cycle":1,"enable":)" + std::string(enable ? "true" : "false") +
+           R"(,"port":)" + std::to_string(port) + R"(,"ip":"127.0.0.1","custom":{}})";
+}
+
+TEST_F(Listener, ConnectingWithThePushEnabledRegistersItsPortOncePerRead)
+{
+    const int port = free_ports(1)[0];
+    zk_test::ScriptedController controller;
+    controller.answer_sync();
+    controller.on("get_realtime_push").reply(push_reply(port, true));
+    zk_robot_handle* arm = zk_create_robot_arm(zk_test::ScriptedController::ip(), controller.port());
+    ASSERT_NE(arm, nullptr);
+    ASSERT_EQ(arm->id, 1);
+    EXPECT_EQ(zk_udp_entry(gUdpHandle, 0).port, port);
+    EXPECT_EQ(zk_udp_entry(gUdpHandle, 0).user_num, 1);
+
+    send_datagram(port, kState);
+    ASSERT_TRUE(wait_for_states(1));
+    {
+        std::lock_guard<std::mutex> lock(g_mutex);
+        EXPECT_EQ(g_states[0].errCode, 0);
+        EXPECT_STREQ(g_states[0].arm_ip, "127.0.0.1");
+    }
+
+    // Each successful read-back of an enabled push counts once more.
+    controller.on("set_realtime_push").reply(R"({"command":"set_realtime_push","state":true})");
+    controller.on("get_realtime_push").reply(push_reply(port, true));
+    zk_realtime_push_config_t config{};
+    config.cycle = 1;
+    config.enable = true;
+    config.port = port;
+    config.force_coordinate = -1;
+    std::memcpy(config.ip, "127.0.0.1", 9);
+    config.custom_config = {-1, -1, -1, -1, -1, -1, -1, -1};
+    EXPECT_EQ(zk_set_realtime_push(arm, config), 0);
+    EXPECT_EQ(zk_udp_entry(gUdpHandle, 0).user_num, 2);
+    EXPECT_EQ(zk_udp_entry(gUdpHandle, 1).user_num, 0);
+
+    // Deleting the handle keeps the port; stopping the library releases it.
+    EXPECT_EQ(zk_delete_robot_arm(arm), 0);
+    EXPECT_FALSE(port_is_free(port));
+    zk_destory();
+    EXPECT_TRUE(port_is_free(port));
+}
+
+TEST_F(Listener, PushDisabledRegistersNothing)
+{
+    zk_test::ScriptedController controller;
+    controller.answer_sync();
+    zk_robot_handle* arm = zk_create_robot_arm(zk_test::ScriptedController::ip(), controller.port());
+    ASSERT_EQ(arm->id, 1);
+    for (int i = 0; i < kUdpMaxPorts; ++i) EXPECT_EQ(zk_udp_entry(gUdpHandle, i).user_num, 0);
+    EXPECT_EQ(gHandleList[0]->udp_port, 8089);
+}
+
+// Two controllers pushing to one port share a socket; the callback tells them apart by address.
+TEST_F(Listener, SharedPortDeliversEveryControllersDatagrams)
+{
+    const int port = free_ports(1)[0];
+    zk_test::ScriptedController first;
+    zk_test::ScriptedController second;
+    for (zk_test::ScriptedController* controller : {&first, &second}) {
+        controller->answer_sync();
+        controller->on("get_realtime_push").reply(push_reply(port, true));
+        ASSERT_GT(zk_create_robot_arm(zk_test::ScriptedController::ip(), controller->port())->id, 0);
+    }
+    EXPECT_EQ(zk_udp_entry(gUdpHandle, 0).user_num, 2);
+    EXPECT_EQ(zk_udp_entry(gUdpHandle, 1).user_num, 0);
+    send_datagram(port, kState);
+    send_datagram(port, kState);
+    EXPECT_TRUE(wait_for_states(2));
 }
 
 }  // namespace
