@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -31,6 +32,7 @@ constexpr int kPollBoundMs = 50;
 constexpr auto kStopBound = std::chrono::seconds(2);
 
 struct ListenerControl {
+    uint64_t generation = 0;
     std::atomic<bool> stop_requested{false};
     std::mutex mutex;
     std::condition_variable stopped_changed;
@@ -40,6 +42,9 @@ struct ListenerControl {
 // Touched only by zk_init and zk_destory, which a host calls in turn, not concurrently.
 std::shared_ptr<ListenerControl> g_control;
 std::thread g_listener;
+// Counts listeners started. One left behind in a slow callback must not release the ports of
+// a listener started after it.
+std::atomic<uint64_t> g_listener_generation{0};
 
 bool keep_running(const ListenerControl& control) { return !should_exit && !control.stop_requested; }
 
@@ -101,7 +106,7 @@ unsigned thread_udp_receive(void* arg)
         for (int i = 0; i < count && keep_running(control); ++i)
             if (fds[i + 1].revents != 0) deliver(table, sockets[i], datagram, state);
     }
-    release_ports(gUdpHandle);
+    if (control.generation == g_listener_generation) release_ports(gUdpHandle);
     return 0;
 }
 
@@ -115,6 +120,7 @@ int zk_udp_thread_start()
     }
     try {
         auto control = std::make_shared<ListenerControl>();
+        control->generation = ++g_listener_generation;
         g_listener = std::thread([control] {
             thread_udp_receive(control.get());
             std::lock_guard<std::mutex> lock(control->mutex);
