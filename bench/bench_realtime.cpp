@@ -1,5 +1,7 @@
 // Decoding one realtime state datagram, as the UDP thread does once per controller cycle:
 // a full datagram of a seven-axis arm with every optional block present.
+#include <cJSON.h>
+
 #include <cstring>
 #include <string>
 
@@ -62,5 +64,23 @@ void BM_ParseFullRealtimeDatagram(benchmark::State& state)
     state.counters["bytes"] = static_cast<double>(text.size());
 }
 BENCHMARK(BM_ParseFullRealtimeDatagram)->Iterations(100000);
+
+// The reference: building and freeing the same datagram's tree with cJSON alone, with no
+// record filled.
+void BM_CJsonTreeBaseline(benchmark::State& state)
+{
+    const std::string text = full_datagram();
+    LatencySamples samples;
+    samples.reserve(static_cast<size_t>(state.max_iterations));
+    for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
+        cJSON* tree = cJSON_Parse(text.c_str());
+        benchmark::DoNotOptimize(tree);
+        cJSON_Delete(tree);
+        samples.add(std::chrono::steady_clock::now() - start);
+    }
+    samples.report(state);
+}
+BENCHMARK(BM_CJsonTreeBaseline)->Iterations(100000);
 
 }  // namespace

@@ -5,14 +5,13 @@
 // whether the block fails without it, and points at a reader that stores the member into
 // its field. Arrays are copied at most up to their field's capacity: a controller that sends
 // more elements than the record holds loses the surplus, never the neighbouring fields.
-#include <cJSON.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
 
 #include "Middleware/MIO_JSON.h"
+#include "Middleware/json_reader.h"
 #include "Middleware/log.h"
 #include "zk_realtime.h"
 
@@ -28,24 +27,32 @@ constexpr float kPerMille = 1000.0f;        // joint angles, currents, temperatu
 constexpr float kPerMillion = 1000000.0f;   // waypoint position and quaternion
 constexpr int64_t kJointSpeedFactor = 6;    // joint speeds travel as 1000 * (v / 6)
 constexpr double kCounterMax = 4294967295.0;  // largest tactile counter a uint32 field holds
+// The controller's datagrams fit the listener's 2048-byte read.
+constexpr size_t kDatagramTextCapacity = 2048;
+// A thread keeps its reader's storage for texts up to this length; a host that hands in a
+// longer text gets storage for that call only.
+constexpr size_t kRetainedTextCapacity = 65536;
 
-int wire_int(const cJSON* element)
+bool is(const JsonNode* node, JsonKind kind) { return node->kind == kind; }
+bool is_bool(const JsonNode* node) { return is(node, JsonKind::kTrue) || is(node, JsonKind::kFalse); }
+
+int wire_int(const JsonNode* element)
 {
-    return cJSON_IsNumber(element) ? MIO_JSON_NumberToInt(element->valuedouble) : 0;
+    return is(element, JsonKind::kNumber) ? MIO_JSON_NumberToInt(element->number) : 0;
 }
-int as_is(const cJSON* element) { return wire_int(element); }
-float per_mille(const cJSON* element) { return static_cast<float>(wire_int(element)) / kPerMille; }
-float joint_speed(const cJSON* element)
+int as_is(const JsonNode* element) { return wire_int(element); }
+float per_mille(const JsonNode* element) { return static_cast<float>(wire_int(element)) / kPerMille; }
+float joint_speed(const JsonNode* element)
 {
     // Widened first: six times a large wire value does not fit an int.
     return static_cast<float>(wire_int(element) * kJointSpeedFactor) / kPerMille;
 }
-bool non_zero(const cJSON* element) { return wire_int(element) != 0; }
-uint16_t low_16_bits(const cJSON* element) { return static_cast<uint16_t>(wire_int(element)); }
+bool non_zero(const JsonNode* element) { return wire_int(element) != 0; }
+uint16_t low_16_bits(const JsonNode* element) { return static_cast<uint16_t>(wire_int(element)); }
 // Tactile counters are unsigned 32-bit; a value outside that range leaves its slot 0.
-uint32_t counter(const cJSON* element)
+uint32_t counter(const JsonNode* element)
 {
-    const double value = cJSON_IsNumber(element) ? element->valuedouble : 0.0;
+    const double value = is(element, JsonKind::kNumber) ? element->number : 0.0;
     return (value >= 0.0 && value <= kCounterMax) ? static_cast<uint32_t>(value) : 0u;
 }
 
@@ -65,17 +72,17 @@ template <typename Record>
 struct MemberRule {
     const char* key;
     Presence presence;
-    Read (*read)(const cJSON* item, Record& record);
+    Read (*read)(const JsonNode* item, Record& record);
 };
 
 // Reads a block's members in table order; the first required member that is missing or
 // malformed ends the block, leaving what was read so far.
 template <typename Record, size_t N>
-Read read_members(const cJSON* object, Record& record, const MemberRule<Record> (&rules)[N])
+Read read_members(const JsonNode* object, Record& record, const MemberRule<Record> (&rules)[N])
 {
-    if (!cJSON_IsObject(object)) return Read::kWrongType;
+    if (!is(object, JsonKind::kObject)) return Read::kWrongType;
     for (const MemberRule<Record>& rule : rules) {
-        const cJSON* item = cJSON_GetObjectItem(object, rule.key);
+        const JsonNode* item = json_member(object, rule.key);
         const Read result = item != nullptr ? rule.read(item, record) : Read::kWrongType;
         if (result == Read::kFailed || (result == Read::kWrongType && rule.presence == Presence::kRequired))
             return Read::kFailed;
@@ -94,58 +101,58 @@ using record_of = typename member_of<decltype(Field)>::record;
 
 // Copies as many elements as both the array and the field hold; returns the count copied.
 template <typename Element, size_t N, typename Convert>
-size_t copy_elements(const cJSON* array, Element (&field)[N], Convert convert)
+size_t copy_elements(const JsonNode* array, Element (&field)[N], Convert convert)
 {
     size_t count = 0;
-    for (const cJSON* element = array->child; element != nullptr && count < N; element = element->next)
+    for (const JsonNode* element = array->child; element != nullptr && count < N; element = element->next)
         field[count++] = convert(element);
     return count;
 }
 
 template <auto Field, auto Convert>
-Read read_array(const cJSON* item, record_of<Field>& record)
+Read read_array(const JsonNode* item, record_of<Field>& record)
 {
-    if (!cJSON_IsArray(item)) return Read::kWrongType;
+    if (!is(item, JsonKind::kArray)) return Read::kWrongType;
     copy_elements(item, record.*Field, Convert);
     return Read::kDone;
 }
 
 template <auto Field, auto Convert>
-Read read_number(const cJSON* item, record_of<Field>& record)
+Read read_number(const JsonNode* item, record_of<Field>& record)
 {
-    if (!cJSON_IsNumber(item)) return Read::kWrongType;
+    if (!is(item, JsonKind::kNumber)) return Read::kWrongType;
     record.*Field = Convert(item);
     return Read::kDone;
 }
 
 template <auto Field>
-Read read_flag(const cJSON* item, record_of<Field>& record)
+Read read_flag(const JsonNode* item, record_of<Field>& record)
 {
-    if (!cJSON_IsBool(item)) return Read::kWrongType;
-    record.*Field = cJSON_IsTrue(item);
+    if (!is_bool(item)) return Read::kWrongType;
+    record.*Field = is(item, JsonKind::kTrue);
     return Read::kDone;
 }
 
 // Texts are cut to the field and always zero-terminated.
 template <auto Field>
-Read read_text(const cJSON* item, record_of<Field>& record)
+Read read_text(const JsonNode* item, record_of<Field>& record)
 {
-    if (!cJSON_IsString(item)) return Read::kWrongType;
+    if (!is(item, JsonKind::kString)) return Read::kWrongType;
     auto& field = record.*Field;
     constexpr size_t capacity = std::extent_v<std::remove_reference_t<decltype(field)>>;
-    const size_t length = strnlen(item->valuestring, capacity - 1);
-    std::memcpy(field, item->valuestring, length);
+    const size_t length = strnlen(item->text, capacity - 1);
+    std::memcpy(field, item->text, length);
     field[length] = '\0';
     return Read::kDone;
 }
 
 // A pose component travels as an array of exactly its number of elements.
 template <size_t N>
-Read read_exact(const cJSON* item, float* const (&targets)[N], float divisor)
+Read read_exact(const JsonNode* item, float* const (&targets)[N], float divisor)
 {
-    if (!cJSON_IsArray(item) || cJSON_GetArraySize(item) != static_cast<int>(N)) return Read::kWrongType;
+    if (!is(item, JsonKind::kArray) || json_size(item) != static_cast<int>(N)) return Read::kWrongType;
     size_t index = 0;
-    for (const cJSON* element = item->child; element != nullptr; element = element->next)
+    for (const JsonNode* element = item->child; element != nullptr; element = element->next)
         *targets[index++] = static_cast<float>(wire_int(element)) / divisor;
     return Read::kDone;
 }
@@ -206,18 +213,18 @@ constexpr MemberRule<Expand> kExpandMembers[] = {
     {"en_flag", Presence::kRequired, read_number<&Expand::en_flag, as_is>},
 };
 
-Read read_quat(const cJSON* item, zk_pose_t& pose)
+Read read_quat(const JsonNode* item, zk_pose_t& pose)
 {
     zk_quat_t& q = pose.quaternion;
     float* const targets[] = {&q.w, &q.x, &q.y, &q.z};
     return read_exact(item, targets, kPerMillion);
 }
-Read read_euler(const cJSON* item, zk_pose_t& pose)
+Read read_euler(const JsonNode* item, zk_pose_t& pose)
 {
     float* const targets[] = {&pose.euler.rx, &pose.euler.ry, &pose.euler.rz};
     return read_exact(item, targets, kPerMille);
 }
-Read read_position(const cJSON* item, zk_pose_t& pose)
+Read read_position(const JsonNode* item, zk_pose_t& pose)
 {
     float* const targets[] = {&pose.position.x, &pose.position.y, &pose.position.z};
     return read_exact(item, targets, kPerMillion);
@@ -296,41 +303,41 @@ Read read_plus_status(const char* text, State& state)
     return Read::kFailed;
 }
 
-Read read_plus_state(const cJSON* item, State& state)
+Read read_plus_state(const JsonNode* item, State& state)
 {
-    if (cJSON_IsString(item)) return read_plus_status(item->valuestring, state);
+    if (is(item, JsonKind::kString)) return read_plus_status(item->text, state);
     return read_members(item, state.plus_state_info, kPlusStateMembers);
 }
 
-Read read_plus_base(const cJSON* item, State& state)
+Read read_plus_base(const JsonNode* item, State& state)
 {
-    if (cJSON_IsString(item)) return read_plus_status(item->valuestring, state);
+    if (is(item, JsonKind::kString)) return read_plus_status(item->text, state);
     return read_members(item, state.plus_base_info, kPlusBaseMembers);
 }
 
-Read read_aloha(const cJSON* item, State& state) { return read_members(item, state.aloha_state, kAlohaMembers); }
-Read read_hand(const cJSON* item, State& state) { return read_members(item, state.handState, kHandMembers); }
-Read read_lift(const cJSON* item, State& state) { return read_members(item, state.liftState, kLiftMembers); }
-Read read_expand(const cJSON* item, State& state) { return read_members(item, state.expandState, kExpandMembers); }
-Read read_joints(const cJSON* item, State& state) { return read_members(item, state.joint_status, kJointMembers); }
-Read read_waypoint(const cJSON* item, State& state) { return read_members(item, state.waypoint, kWaypointMembers); }
+Read read_aloha(const JsonNode* item, State& state) { return read_members(item, state.aloha_state, kAlohaMembers); }
+Read read_hand(const JsonNode* item, State& state) { return read_members(item, state.handState, kHandMembers); }
+Read read_lift(const JsonNode* item, State& state) { return read_members(item, state.liftState, kLiftMembers); }
+Read read_expand(const JsonNode* item, State& state) { return read_members(item, state.expandState, kExpandMembers); }
+Read read_joints(const JsonNode* item, State& state) { return read_members(item, state.joint_status, kJointMembers); }
+Read read_waypoint(const JsonNode* item, State& state) { return read_members(item, state.waypoint, kWaypointMembers); }
 // The six-axis and the one-axis sensor share the record; the later block wins.
-Read read_force_sensor(const cJSON* item, State& state)
+Read read_force_sensor(const JsonNode* item, State& state)
 {
     return read_members(item, state.force_sensor, kForceSensorMembers);
 }
 
 // The status is optional, but when present it must be a text.
-Read read_arm_status(const cJSON* item, State& state)
+Read read_arm_status(const JsonNode* item, State& state)
 {
-    if (!cJSON_IsString(item)) return Read::kFailed;
-    state.arm_current_status = get_arm_status_from_string(item->valuestring);
+    if (!is(item, JsonKind::kString)) return Read::kFailed;
+    state.arm_current_status = get_arm_status_from_string(item->text);
     return Read::kDone;
 }
 
-Read read_err(const cJSON* item, State& state)
+Read read_err(const JsonNode* item, State& state)
 {
-    if (!cJSON_IsArray(item) || item->child == nullptr) return Read::kWrongType;
+    if (!is(item, JsonKind::kArray) || item->child == nullptr) return Read::kWrongType;
     // err_len counts the entries stored, so a host reading err_len entries stays in bounds.
     state.err.err_len = static_cast<uint8_t>(copy_elements(item, state.err.err, as_is));
     return Read::kDone;
@@ -388,12 +395,16 @@ int parse_zk_realtime_arm_joint_state(const char* json_str, zk_realtime_arm_join
 {
     if (realtime_arm_joint_state == nullptr) return -3;
     std::memset(realtime_arm_joint_state, 0, sizeof *realtime_arm_joint_state);
-    cJSON* root = MIO_JSON_Parse(json_str);
+    // Each thread keeps its reader, sized for a full datagram from the start, so decoding a
+    // datagram allocates nothing.
+    thread_local JsonReader reader(kDatagramTextCapacity);
+    JsonReader oversized;
+    const bool retain = json_str == nullptr || strnlen(json_str, kRetainedTextCapacity + 1) <= kRetainedTextCapacity;
+    const JsonNode* root = (retain ? reader : oversized).parse(json_str);
     if (root == nullptr) {
         zk_log_error("[zk_realtime_arm_joint_state] parse err\n");
         return -3;
     }
     const Read result = read_members(root, *realtime_arm_joint_state, kStateMembers);
-    MIO_JSON_Delete(root);
     return result == Read::kDone ? 0 : -3;
 }

@@ -318,6 +318,18 @@ TEST(RealtimeState, OverlongArraysAndTextsStayInTheirFields)
     EXPECT_EQ(s.err.err[23], 24);
 }
 
+// A host decoding texts itself is not held to the datagram size.
+TEST(RealtimeState, TextsLongerThanADatagramParse)
+{
+    for (size_t pad : {3000u, 100000u}) {
+        const std::string text = datagram(R"("pad":")" + std::string(pad, 'x') + R"(","hand":{"hand_pos":[1],)"
+                                          R"("hand_angle":[],"hand_force":[],"hand_state":[],"hand_err":4})");
+        zk_realtime_arm_joint_state_t s{};
+        EXPECT_EQ(parse_zk_realtime_arm_joint_state(text.c_str(), &s), 0) << pad;
+        EXPECT_EQ(s.handState.hand_err, 4) << pad;
+    }
+}
+
 TEST(RealtimeState, StatusTexts)
 {
     const char* texts[] = {"idle", "move_L", "move_J", "move_C", "move_S", "move_through_joint", "move_through_pose",
