@@ -120,8 +120,8 @@ TEST(ForwardKinematics, ClosedFormEqualsUniversalChainForEveryModel)
             for (int j = 0; j < 3; ++j) ASSERT_EQ(f.data[3][j], 0.0f);
             ASSERT_EQ(f.data[3][3], 1.0f);
         }
-        RecordProperty(std::string(model.name) + "_worst_position_m", std::to_string(worst_pos));
-        RecordProperty(std::string(model.name) + "_worst_rotation", std::to_string(worst_rot));
+        RecordProperty(std::string(model.name) + "_worst_position_m", kin_test::sci(worst_pos));
+        RecordProperty(std::string(model.name) + "_worst_rotation", kin_test::sci(worst_rot));
     }
 }
 

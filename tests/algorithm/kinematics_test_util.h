@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <string>
 
 #include "Algorithm/model/libalgo_interface.h"
@@ -169,6 +170,69 @@ inline double max_entry_diff(const Matrix& a, const Matrix& b, int rows = 4, int
         for (int j = 0; j < cols; ++j)
             d = std::fmax(d, std::fabs(static_cast<double>(a.data[i][j]) - static_cast<double>(b.data[i][j])));
     return d;
+}
+
+/* -----------------------------------------------------------------------------
+ * Jacobians by central differences of the double chain
+ * -------------------------------------------------------------------------- */
+
+enum class EndFrame { kFlange, kTool, kWork };
+
+// The end transform for the Jacobian, in double.
+inline T4 end_transform(const double* q, EndFrame end)
+{
+    const T4 chain = kin_test::reference_chain(q);
+    if (end == EndFrame::kFlange) return chain;
+    const T4 tool = kin_test::mul(chain, kin_test::from_matrix(libalgo_get_tool_cs_matrix()));
+    if (end == EndFrame::kTool) return tool;
+    return kin_test::mul(kin_test::mul(kin_test::from_matrix(libalgo_get_work_cs_to_base_matrix()),
+                                       kin_test::from_matrix(libalgo_get_robot_install_angle_matrix())),
+                         tool);
+}
+
+// Column j of the Jacobian by central differences: the velocity of the end origin and
+// the angular velocity, both in the end frame (kFlange, kTool) or in the frame the end is
+// given in (kWork).
+inline void fd_column(const Joints& q, int j, EndFrame end, double out[6])
+{
+    constexpr double h = 1e-6;
+    double qp[8], qm[8];
+    for (int i = 0; i < 8; ++i) qp[i] = qm[i] = q[i];
+    qp[j] += h;
+    qm[j] -= h;
+    const T4 tp = end_transform(qp, end), tm = end_transform(qm, end);
+    double q0[8];
+    for (int i = 0; i < 8; ++i) q0[i] = q[i];
+    const T4 t = end_transform(q0, end);
+    double dp[3], dr[3][3];
+    for (int r = 0; r < 3; ++r) {
+        dp[r] = (tp.m[r][3] - tm.m[r][3]) / (2 * h);
+        for (int c = 0; c < 3; ++c) dr[r][c] = (tp.m[r][c] - tm.m[r][c]) / (2 * h);
+    }
+    // skew(w) = dR R^T in the outer frame; R^T dR in the end frame.
+    double w[3][3] = {};
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 3; ++c)
+            for (int k = 0; k < 3; ++k)
+                w[r][c] += end == EndFrame::kWork ? dr[r][k] * t.m[c][k] : t.m[k][r] * dr[k][c];
+    for (int r = 0; r < 3; ++r) {
+        out[r] = 0;
+        if (end == EndFrame::kWork)
+            out[r] = dp[r];
+        else
+            for (int k = 0; k < 3; ++k) out[r] += t.m[k][r] * dp[k];
+    }
+    out[3] = 0.5 * (w[2][1] - w[1][2]);
+    out[4] = 0.5 * (w[0][2] - w[2][0]);
+    out[5] = 0.5 * (w[1][0] - w[0][1]);
+}
+
+// For RecordProperty: small magnitudes in scientific notation.
+inline std::string sci(double v)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3g", v);
+    return text;
 }
 
 inline std::string joints_text(const Joints& q)
