@@ -55,6 +55,7 @@ void exercise_universal()
     sum += static_cast<float>(kin_robot_singularity_analyse(q, "machine", &distance) +
                               kine_robot_universal_singularity_analyse(q, &threshold) +
                               kine_robot_universal_singularity_analyse(q, nullptr));
+    kin_singularity_thresholds_init();
     g_sink = sum + e + w + d + distance;
 }
 
