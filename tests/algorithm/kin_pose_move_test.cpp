@@ -187,7 +187,7 @@ TEST(PoseHelpers, TranslationsInWorkAndToolFrames)
 }
 
 // The tool move extracts its angles plainly: no wrap below -3.13, and at ry = pi/2 no
-// special case (rx and rz are what the rounding makes of them; the position holds).
+// gimbal branch (rx and rz are what the rounding makes of them; the position holds).
 TEST(PoseHelpers, ToolMoveExtractsAnglesWithoutWrapOrGimbalBranch)
 {
     const float zero[6] = {};

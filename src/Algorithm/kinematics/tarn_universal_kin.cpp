@@ -224,6 +224,7 @@ Matrix kin_universal_kinematics_Tn(const float* q, const char* mode, const char*
 namespace {
 
 constexpr int kJacobianRows = 6;  // linear, then angular velocity
+constexpr int kAngularRow = 3;    // first row of the angular part
 constexpr int kWithTool = 1;
 
 // Column i of the end-frame Jacobian from U, the transform from the frame whose z is the
@@ -236,7 +237,7 @@ void paul_column(Matrix_more& j, int i, const Matrix& u)
     const float px = d[0][3], py = d[1][3];
     for (int k = 0; k < 3; ++k) {
         j.data[k][i] = d[1][k] * px - d[0][k] * py;
-        j.data[3 + k][i] = d[2][k];
+        j.data[kAngularRow + k][i] = d[2][k];
     }
 }
 
@@ -273,7 +274,7 @@ Matrix_more kin_calc_jacobe_J0(const float* q, const char* mode)
     for (int i = 0; i < 3; ++i)
         for (int k = 0; k < 3; ++k) {
             block.data[i][k] = r.data[i][k];
-            block.data[3 + i][3 + k] = r.data[i][k];
+            block.data[kAngularRow + i][kAngularRow + k] = r.data[i][k];
         }
     return matrix_m_dim7(block, jt);
 }
