@@ -237,7 +237,7 @@ double max_pos_diff(const Pos& p, const T4& t)
 void expect_pose_is(const Pose& p, const T4& t, const char* what)
 {
     EXPECT_LE(max_pos_diff(p.position, t), kLengthTol) << what;
-    EXPECT_LE(kin_test::max_entry_diff(euler_to_matrix(p.euler), t, 3, 3), kAngleTol) << what;
+    EXPECT_LE(kin_test::max_entry_diff(euler_to_matrix(p.euler), t, 3, 3), kin_test::euler_tol(p.euler, kAngleTol)) << what;
     EXPECT_LE(kin_test::max_entry_diff(quat_to_matrix(p.quaternion), t, 3, 3), kAngleTol) << what;
 }
 

@@ -227,6 +227,18 @@ inline void fd_column(const Joints& q, int j, EndFrame end, double out[6])
     out[5] = 0.5 * (w[1][0] - w[0][1]);
 }
 
+// Euler angles are ill-conditioned near ry = +-pi/2: single-precision angles extracted
+// from a rotation carry an error of about the rounding of its entries over cos(ry). Within
+// the gimbal band of the extraction (|R(2,0)| above 0.999999, cos(ry) below about 1.414e-3)
+// rz is given up and the rotation is off by up to |rz| cos(ry), pi times that bound. The
+// tolerance for a rotation rebuilt from such angles.
+inline double euler_tol(const Euler& e, double base = 1e-5)
+{
+    constexpr double kBandCos = 1.5e-3, kRounding = 4e-7, kPi = 3.14159265358979323846;
+    const double c = std::fabs(std::cos(static_cast<double>(e.ry)));
+    return c < kBandCos ? base + kPi * kBandCos : base + kRounding / c;
+}
+
 // For RecordProperty: small magnitudes in scientific notation.
 inline std::string sci(double v)
 {
