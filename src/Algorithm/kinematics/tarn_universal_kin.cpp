@@ -8,8 +8,12 @@
 #include <cmath>
 #include <cstring>
 
+#include "Algorithm/kinematics/tarn_kinematic.h"
 #include "Algorithm/math/tarn_mathfuncs.h"
 #include "libalgo_matrix.h"
+
+using tarn::KinFrame;
+using tarn::KinVec3;
 
 Matrix T02;
 Matrix T05;
@@ -126,9 +130,15 @@ ChainModel chain_model(const float* q, const char* mode)
     return m;
 }
 
-Matrix chain_link(const ChainModel& m, int i)
+KinFrame chain_link(const ChainModel& m, int i)
 {
-    return m.standard ? kin_get_SDH_Ti(i, &m.dh, m.theta) : kin_get_MDH_Ti(i, &m.dh, m.theta);
+    return tarn::kin_frame_of(m.standard ? kin_get_SDH_Ti(i, &m.dh, m.theta) : kin_get_MDH_Ti(i, &m.dh, m.theta));
+}
+
+// a b of two rigid transforms (the frames of the model are rigid; bottom rows not read).
+Matrix rigid_product(const Matrix& a, const Matrix& b)
+{
+    return tarn::kin_transform_matrix(tarn::kin_compose(tarn::kin_frame_of(a), tarn::kin_frame_of(b)));
 }
 
 enum class ChainFrame { kTwt, kT0n, kT06, kT02, kT05, kT0t, kTbt, kTbn, kTwn, kWorkInstall };
@@ -169,10 +179,10 @@ bool kin_is_modeling_mode(const char* mode) { return mode && std::strcmp(mode, "
 int kin_chain_frames(const float* q, const char* mode, Matrix frames[kMaxChainJoints])
 {
     const ChainModel m = chain_model(q, mode);
-    Matrix t = unit_matrix(4);
+    KinFrame t = tarn::kKinIdentity;
     for (int i = 0; i < m.dof; ++i) {
-        t = matrix_m(t, chain_link(m, i));
-        frames[i] = t;
+        t = tarn::kin_compose(t, chain_link(m, i));
+        frames[i] = tarn::kin_transform_matrix(t);
     }
     return m.dof;
 }
@@ -194,7 +204,7 @@ Matrix kin_universal_kinematics_Tn(const float* q, const char* mode, const char*
     const Matrix tt = libalgo_get_tool_cs_matrix();
     switch (chain_frame_of(frame)) {
     case ChainFrame::kTwt:
-        return matrix_m(matrix_m(tw, ti), matrix_m(t0n, tt));
+        return rigid_product(rigid_product(tw, ti), rigid_product(t0n, tt));
     case ChainFrame::kT0n:
         return t0n;
     case ChainFrame::kT06:
@@ -204,17 +214,17 @@ Matrix kin_universal_kinematics_Tn(const float* q, const char* mode, const char*
     case ChainFrame::kT05:
         return T05;
     case ChainFrame::kT0t:
-        return matrix_m(t0n, tt);
+        return rigid_product(t0n, tt);
     case ChainFrame::kTbt:
-        return matrix_m(ti, matrix_m(t0n, tt));
+        return rigid_product(ti, rigid_product(t0n, tt));
     case ChainFrame::kTbn:
-        return matrix_m(ti, t0n);
+        return rigid_product(ti, t0n);
     case ChainFrame::kTwn:
-        return matrix_m(matrix_m(tw, ti), t0n);
+        return rigid_product(rigid_product(tw, ti), t0n);
     case ChainFrame::kWorkInstall:
         break;
     }
-    return matrix_m(tw, ti);
+    return rigid_product(tw, ti);
 }
 
 /* -----------------------------------------------------------------------------
@@ -231,13 +241,12 @@ constexpr int kWithTool = 1;
 // joint's axis to the end frame (Paul): with n, o, a the columns of U and p its origin,
 // the linear part is (n_y p_x - n_x p_y, o_y p_x - o_x p_y, a_y p_x - a_x p_y), the
 // angular part (n_z, o_z, a_z).
-void paul_column(Matrix_more& j, int i, const Matrix& u)
+void paul_column(Matrix_more& j, int i, const KinFrame& u)
 {
-    const auto& d = u.data;
-    const float px = d[0][3], py = d[1][3];
+    const KinVec3 axes[3] = {u.c0, u.c1, u.c2};
     for (int k = 0; k < 3; ++k) {
-        j.data[k][i] = d[1][k] * px - d[0][k] * py;
-        j.data[kAngularRow + k][i] = d[2][k];
+        j.data[k][i] = axes[k].y * u.p.x - axes[k].x * u.p.y;
+        j.data[kAngularRow + k][i] = axes[k].z;
     }
 }
 
@@ -252,11 +261,11 @@ Matrix_more kin_calc_jacobe_Jx(const float* q, const char* mode, int with_tool)
     j.iline = static_cast<int16_t>(m.dof);
     // In standard DH the axis of joint i is the z of the frame before link i, in modified
     // DH the z of the frame after it: hence the order of the product and the column.
-    Matrix u = with_tool == kWithTool ? libalgo_get_tool_cs_matrix() : unit_matrix(4);
+    KinFrame u = with_tool == kWithTool ? tarn::kin_frame_of(libalgo_get_tool_cs_matrix()) : tarn::kKinIdentity;
     for (int i = m.dof - 1; i >= 0; --i) {
-        if (m.standard) u = matrix_m(chain_link(m, i), u);
+        if (m.standard) u = tarn::kin_compose(chain_link(m, i), u);
         paul_column(j, i, u);
-        if (!m.standard) u = matrix_m(chain_link(m, i), u);
+        if (!m.standard) u = tarn::kin_compose(chain_link(m, i), u);
     }
     return j;
 }
@@ -268,15 +277,17 @@ Matrix_more kin_calc_jacobe_Jt(const float* q, const char* mode) { return kin_ca
 Matrix_more kin_calc_jacobe_J0(const float* q, const char* mode)
 {
     if (!q) return Matrix_more{};
-    const Matrix_more jt = kin_calc_jacobe_Jt(q, mode);
-    const Matrix r = kin_universal_kinematics_Tn(q, mode, "Twt");
-    Matrix_more block = unit_matrix_dim7(kJacobianRows);
-    for (int i = 0; i < 3; ++i)
-        for (int k = 0; k < 3; ++k) {
-            block.data[i][k] = r.data[i][k];
-            block.data[kAngularRow + i][kAngularRow + k] = r.data[i][k];
+    Matrix_more j = kin_calc_jacobe_Jt(q, mode);
+    // blockdiag(R, R) Jt: each column's linear and angular part turned by R.
+    const KinFrame r = tarn::kin_frame_of(kin_universal_kinematics_Tn(q, mode, "Twt"));
+    for (int c = 0; c < tarn::clamp_dim(j.iline, tarn::kMatrixMoreDim); ++c)
+        for (int part = 0; part < kJacobianRows; part += kAngularRow) {
+            const KinVec3 v = tarn::kin_rotate(r, {j.data[part][c], j.data[part + 1][c], j.data[part + 2][c]});
+            j.data[part][c] = v.x;
+            j.data[part + 1][c] = v.y;
+            j.data[part + 2][c] = v.z;
         }
-    return matrix_m_dim7(block, jt);
+    return j;
 }
 
 /* -----------------------------------------------------------------------------
