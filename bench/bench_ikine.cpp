@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cmath>
 #include <random>
 
 #include "bench_support.h"
@@ -36,26 +35,6 @@ struct Case {
     Pose target;
 };
 
-// The tool pose at q by the chain of modified DH links over the model's table.
-Pose pose_at(const float* q)
-{
-    const DH dh = libalgo_get_dh_value();
-    Matrix t = unit_matrix(4);
-    for (int i = 0; i < 6; ++i) {
-        const float th = q[i] + dh.offset[i];
-        const float ct = std::cos(th), st = std::sin(th), ca = std::cos(dh.alpha[i]), sa = std::sin(dh.alpha[i]);
-        Matrix link = zero_matrix(4, 4);
-        const float rows[4][4] = {{ct, -st, 0, dh.a[i]},
-                                  {st * ca, ct * ca, -sa, -dh.d[i] * sa},
-                                  {st * sa, ct * sa, ca, dh.d[i] * ca},
-                                  {0, 0, 0, 1}};
-        for (int r = 0; r < 4; ++r)
-            for (int c = 0; c < 4; ++c) link.data[r][c] = rows[r][c];
-        t = matrix_m(t, link);
-    }
-    return transformation_matrix_to_pose(t);
-}
-
 // Loads the model and makes its targets.
 std::array<Case, kTargets> make_cases(const Model& model)
 {
@@ -72,7 +51,7 @@ std::array<Case, kTargets> make_cases(const Model& model)
             q[j] = std::uniform_real_distribution<float>(lo[j], hi[j])(rng);
             c.ref[j] = q[j] + std::uniform_real_distribution<float>(-0.1f, 0.1f)(rng);
         }
-        c.target = pose_at(q);
+        c.target = forward_kinematics(q);
     }
     return cases;
 }

@@ -1,11 +1,11 @@
 // Heap freedom of the inverse kinematics: every function of the front and every six-axis
 // solver, on reachable, singular, unreachable and NaN targets, runs inside the counting
-// window of alloc_counter.h and must not allocate.
+// window of alloc_count.h and must not allocate.
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "alloc_counter.h"
+#include "alloc_count.h"
 #include "ikine_test_support.h"
 
 namespace {
@@ -57,8 +57,8 @@ TEST(IkineNoAlloc, SolversAndFrontDoNotAllocate)
     for (const ikine_test::SixAxisModel& model : ikine_test::kSixAxisModels) {
         ikine_test::use_model(model);
         ikine_test::use_frames();
-        EXPECT_EQ(algo_test::count_allocations(exercise_model_loaded), 0) << model.name;
+        EXPECT_EQ(zk_test_allocations_during(exercise_model_loaded), 0) << model.name;
     }
     libalgo_set_robot_and_sensor_type(AX71, _B);  // the branches without a solver
-    EXPECT_EQ(algo_test::count_allocations(exercise_model_loaded), 0);
+    EXPECT_EQ(zk_test_allocations_during(exercise_model_loaded), 0);
 }

@@ -55,37 +55,8 @@ inline void random_joints(algo_test::Rng& rng, float q[8])
     for (int j = 0; j < 8; ++j) q[j] = j < 6 ? rng.uniformf(lo[j] + kLimitInset, hi[j] - kLimitInset) : 0.0f;
 }
 
-// The tool pose in the work frame at q: Tw Ti F(q) Tt, F the chain of modified DH links
-// over the model's DH table. Test-only until the library's forward kinematics lands.
-inline Matrix flange_transform(const float* q)
-{
-    const DH dh = libalgo_get_dh_value();
-    double t[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
-    for (int i = 0; i < 6; ++i) {
-        const double th = static_cast<double>(q[i]) + dh.offset[i];
-        const double ct = std::cos(th), st = std::sin(th);
-        const double ca = std::cos(static_cast<double>(dh.alpha[i])), sa = std::sin(static_cast<double>(dh.alpha[i]));
-        const double a = dh.a[i], d = dh.d[i];
-        const double link[4][4] = {{ct, -st, 0, a}, {st * ca, ct * ca, -sa, -d * sa}, {st * sa, ct * sa, ca, d * ca}, {0, 0, 0, 1}};
-        double r[4][4] = {};
-        for (int x = 0; x < 4; ++x)
-            for (int y = 0; y < 4; ++y)
-                for (int k = 0; k < 4; ++k) r[x][y] += t[x][k] * link[k][y];
-        for (int x = 0; x < 4; ++x)
-            for (int y = 0; y < 4; ++y) t[x][y] = r[x][y];
-    }
-    Matrix m = zero_matrix(4, 4);
-    for (int x = 0; x < 4; ++x)
-        for (int y = 0; y < 4; ++y) m.data[x][y] = static_cast<float>(t[x][y]);
-    return m;
-}
-
-inline Pose tool_pose(const float* q)
-{
-    const Matrix y = matrix_m(matrix_m(libalgo_get_robot_install_angle_matrix(), flange_transform(q)),
-                              libalgo_get_tool_cs_matrix());
-    return transformation_matrix_to_pose(matrix_m(libalgo_get_work_cs_to_base_matrix(), y));
-}
+// The tool pose in the work frame at q, by the library's forward kinematics.
+inline Pose tool_pose(const float* q) { return forward_kinematics(q); }
 
 struct PoseError {
     double position;     // m
