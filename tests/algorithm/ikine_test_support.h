@@ -125,7 +125,7 @@ inline double jacobian_min_singular(const float* q)
 
 // Below this smallest singular value a target's own joint vector is not expected back to
 // kJointTolerance; any solution must still reproduce the target.
-constexpr double kIllConditioned = 2e-3;
+constexpr double kIllConditioned = 1e-2;
 
 inline double max_joint_diff(const float* a, const float* b)
 {

@@ -73,7 +73,7 @@ constexpr SelectionRule kAl64IIISelection = {
 // turned by q2 + q3 reach the point (r, z) at the distance rho; joint 2 first, from
 //   r c2 + z s2 = K = (rho^2 + a3^2 - a4^2 - d4^2) / (2 a3),
 // then the elbow from the direction of the forearm. False when the wrist centre lies
-// closer to joint 1's axis than the offset.
+// closer to joint 1's axis than the offset (by more than kReachExact).
 bool solve_al64_3(const Head& head, double reach_band, Candidates* c)
 {
     clear_candidates(c);
@@ -82,11 +82,13 @@ bool solve_al64_3(const Head& head, double reach_band, Candidates* c)
     const double d1 = dh.d[0], d2 = dh.d[1], a2 = dh.a[1], a3 = dh.a[2], a4 = dh.a[3], d4 = dh.d[3];
     const double wx = head.wrist[0], wy = head.wrist[1], wz = head.wrist[2];
     const double side = -static_cast<double>(twist2) * d2;
+    // Inside the offset cylinder there is no solution; on its surface, within rounding,
+    // the two joint-1 candidates meet.
     const double reach2 = wx * wx + wy * wy - side * side;
-    if (reach2 < 0) return false;
+    if (reach2 < 0 && std::fabs(side) - std::hypot(wx, wy) > kReachExact) return false;
 
     const double base = std::atan2(-wx, wy);
-    const double turn = std::atan2(std::sqrt(reach2), side);
+    const double turn = std::atan2(std::sqrt(std::fmax(reach2, 0.0)), side);
     const double forearm = std::atan2(-d4, a4);
     for (int i = 0; i < 2; ++i) {
         const double q1 = i == 0 ? base + turn : base - turn;
