@@ -1,5 +1,7 @@
 // Algorithm facade: the arm model and its parameters in the host's units, and the reload
 // of a connected arm's mirrored values into the algorithm library.
+#include <cstring>
+
 #include "Application/zk_handle.h"
 #include "Application/zk_invoke_algo.h"
 #include "Middleware/log.h"
@@ -19,10 +21,25 @@ constexpr int kTrackingStrategy = 1;
 
 const char* zk_algo_version(void) { return kAlgoVersion; }
 
+namespace {
+
+// A host in C may pass any number as an enumeration; its bytes are read as an int, never as a
+// value of the C++ enumeration, whose range may not hold it.
+template <class Enum>
+int enum_number(const Enum& value)
+{
+    static_assert(sizeof(Enum) == sizeof(int));
+    int number = 0;
+    std::memcpy(&number, &value, sizeof number);
+    return number;
+}
+
+}  // namespace
+
 int zk_algo_init_sys_data(zk_robot_arm_model_e Mode, zk_force_type_e Type)
 {
     ZkAlgoLock lock;
-    return invoke_libalgo_init_sys_data(Mode, Type);
+    return invoke_libalgo_init_sys_data(enum_number(Mode), enum_number(Type));
 }
 
 void zk_algo_arm_state_set(zk_robot_handle* handle)

@@ -70,7 +70,7 @@ int get_time_of_day(struct timeval* tv)
  * Model and parameters
  * -------------------------------------------------------------------------- */
 
-RobotType invoke_robot_type_of(zk_robot_arm_model_e model)
+RobotType invoke_robot_type_of(int model)
 {
     // Indexed by zk_robot_arm_model_e. The third AL64 form of the client is the arm that the
     // library knows as its fourth form; AL64III of the library is an older arm.
@@ -85,23 +85,24 @@ RobotType invoke_robot_type_of(zk_robot_arm_model_e model)
         TOR77,   // ZK_MODEL_TOR_77_E
         LUM67,   // ZK_MODEL_LUM_67_E
     };
-    const int index = static_cast<int>(model);
-    if (index < 0 || index >= static_cast<int>(std::size(kRobotTypeOfModel))) return AX61;
-    return kRobotTypeOfModel[index];
+    if (model < 0 || model >= static_cast<int>(std::size(kRobotTypeOfModel))) return AX61;
+    return kRobotTypeOfModel[model];
 }
 
-SensorType invoke_sensor_type_of(zk_force_type_e force)
+SensorType invoke_sensor_type_of(int force)
 {
-    switch (force) {
-    case ZK_MODEL_ZK_B_E: return _B;
-    case ZK_MODEL_ZK_QF_E: return _QF;
-    case ZK_MODEL_ZK_XF_E: return _XF;
-    case ZK_MODEL_ZK_IXF_E: return IXF;
-    }
-    return _B;
+    // Indexed by zk_force_type_e: the editions are numbered alike.
+    static constexpr SensorType kSensorTypeOfForce[] = {
+        _B,   // ZK_MODEL_ZK_B_E
+        _QF,  // ZK_MODEL_ZK_QF_E
+        _XF,  // ZK_MODEL_ZK_XF_E
+        IXF,  // ZK_MODEL_ZK_IXF_E
+    };
+    if (force < 0 || force >= static_cast<int>(std::size(kSensorTypeOfForce))) return _B;
+    return kSensorTypeOfForce[force];
 }
 
-int invoke_libalgo_init_sys_data(zk_robot_arm_model_e model, zk_force_type_e force)
+int invoke_libalgo_init_sys_data(int model, int force)
 {
     libalgo_init();
     return libalgo_set_robot_and_sensor_type(invoke_robot_type_of(model), invoke_sensor_type_of(force));
@@ -292,8 +293,8 @@ Matrix invoke_forward_kinematics_e(const float* q_deg)
 
 namespace {
 
-// The library reads the target's quaternion for any flag but 1.
-constexpr uint8_t kTargetByEuler = 1;
+// The library reads the target's Euler angles for flag 1 and its quaternion for any other;
+// the interface's 0 is passed on as the library's own quaternion flag.
 constexpr uint8_t kTargetByQuaternion = 2;
 
 uint8_t library_flag(uint8_t flag) { return flag == 0 ? kTargetByQuaternion : flag; }

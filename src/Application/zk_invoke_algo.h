@@ -60,11 +60,13 @@ int get_time_of_day(struct timeval* tv);
 // Model and parameters
 // ----------------------------------------------------------------------------------------
 
-// ZK_MODEL_AL_64_III_E is the fourth form of the AL64 arm; unknown values count as 0.
-RobotType invoke_robot_type_of(zk_robot_arm_model_e model);
-SensorType invoke_sensor_type_of(zk_force_type_e force);
+// The model and sensor numbers of the client (zk_robot_arm_model_e, zk_force_type_e) as
+// plain ints, since a host may pass any number. ZK_MODEL_AL_64_III_E is the fourth form of
+// the AL64 arm; unknown values count as 0.
+RobotType invoke_robot_type_of(int model);
+SensorType invoke_sensor_type_of(int force);
 // libalgo_init, then the model and sensor with their defaults: 0 or -1.
-int invoke_libalgo_init_sys_data(zk_robot_arm_model_e model, zk_force_type_e force);
+int invoke_libalgo_init_sys_data(int model, int force);
 
 void invoke_libalgo_set_robot_install_angle(float x_deg, float y_deg, float z_deg);
 void invoke_libalgo_get_robot_install_angle(float* x_deg, float* y_deg, float* z_deg);
