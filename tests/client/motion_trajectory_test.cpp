@@ -36,7 +36,7 @@ TEST_P(TrajectoryKind, TypeDataAndItsLine)
     ConnectedArm arm;
     LogCapture log(LOG_LEVEL_INFO);
     arm.controller().on("get_arm_current_trajectory").reply(reply(c.wire));
-    zk_arm_current_trajectory_e type = static_cast<zk_arm_current_trajectory_e>(-1);
+    zk_arm_current_trajectory_e type = static_cast<zk_arm_current_trajectory_e>(7);
     float data[7] = {99, 99, 99, 99, 99, 99, 99};
     ASSERT_EQ(zk_get_arm_current_trajectory(arm.handle(), &type, data), 0);
     EXPECT_EQ(type, c.kind);
