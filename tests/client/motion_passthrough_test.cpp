@@ -47,7 +47,7 @@ TEST_P(RadioWarning, WarnsAndSendsTheValueAsGiven)
     EXPECT_EQ(log.contains(pose_warning), c.warned);
     EXPECT_EQ(log.lines().size(), c.warned ? 2u : 0u);
 
-    ASSERT_TRUE(arm.wait_for_sent(2));
+    ASSERT_TRUE(arm.wait_sent(2));
     for (const std::string& frame : arm.sent()) EXPECT_TRUE(frame.ends_with(radio)) << frame;
 }
 
@@ -93,7 +93,7 @@ TEST_P(PoseForm, QuaternionInsideTheBandGoesOutAsPoseQuat)
     pose.quaternion = GetParam().sum != 0 ? quaternion_with_sum(GetParam().sum) : GetParam().quaternion;
     EXPECT_EQ(zk_movep_follow(arm.handle(), pose), 0);
     EXPECT_EQ(zk_movep_canfd(arm.handle(), {pose, true, 0, 0}), 0);
-    ASSERT_TRUE(arm.wait_for_sent(2));
+    ASSERT_TRUE(arm.wait_sent(2));
     const std::string quat_form = "\"pose_quat\":[100000,200000,300000,";
     const std::string euler_form = "\"pose\":[100000,200000,300000,500,600,700]";
     for (const std::string& frame : arm.sent()) {
@@ -121,7 +121,7 @@ TEST(PoseForm, QuaternionComponentsAreScaledByAMillion)
     pose.position = {-0.25f, 0, 1};
     pose.quaternion = {0.7071068f, 0, -0.7071068f, 0};
     EXPECT_EQ(zk_movep_follow(arm.handle(), pose), 0);
-    ASSERT_TRUE(arm.wait_for_sent(1));
+    ASSERT_TRUE(arm.wait_sent(1));
     EXPECT_EQ(arm.last_sent(), R"({"command":"movep_follow","pose_quat":[-250000,0,1000000,707106,0,-707106,0]})");
 }
 

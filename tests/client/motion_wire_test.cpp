@@ -64,7 +64,7 @@ TEST_P(MotionWire, SendsItsFrameAndReadsTheAnswer)
     zk_set_timeout(40);  // the one-way steps sleep this long
     if (!c.reply_name.empty()) arm.controller().on(c.reply_name).reply(c.reply);
     EXPECT_EQ(c.call(arm.handle()), c.result);
-    ASSERT_TRUE(arm.wait_for_sent(1));
+    ASSERT_TRUE(arm.wait_sent(1));
     EXPECT_EQ(arm.sent(), std::vector<std::string>{c.frame});
 }
 
@@ -277,7 +277,7 @@ TEST(MotionJoints, SevenJointArmSendsSevenAngles)
     EXPECT_EQ(arm.last_sent(),
               R"({"command":"movej","v":5,"joint":[289,-20250,30000,1,0,90000,7500],"trajectory_connect":0,"r":0})");
     EXPECT_EQ(zk_movej_follow(arm.handle(), kJoints), 0);
-    ASSERT_TRUE(arm.wait_for_sent(2));
+    ASSERT_TRUE(arm.wait_sent(2));
     EXPECT_EQ(arm.last_sent(), R"({"command":"movej_follow","joint":[289,-20250,30000,1,0,90000,7500]})");
 }
 
@@ -307,7 +307,7 @@ TEST(MotionJoints, UnknownDegreesOfFreedomSendNothingForJointCommands)
     // Pose commands need no degrees of freedom and go out all the same.
     EXPECT_EQ(zk_movep_canfd(arm.handle(), {kPose, false, 0, 0}), 0);
     EXPECT_EQ(zk_movep_follow(arm.handle(), kPose), 0);
-    EXPECT_TRUE(arm.wait_for_sent(2));
+    EXPECT_TRUE(arm.wait_sent(2));
 }
 
 TEST(MotionJoints, NullPointersAreRefusedBeforeSending)
