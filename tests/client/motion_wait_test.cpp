@@ -50,10 +50,16 @@ const BlockingForm kOrtStep{"set_ort_step", "zk_set_ort_step_block", "movel",
                             [](zk_robot_handle* h, int) { return zk_set_ort_step(h, ZK_RX_ROTATE_E, 0.1f, 10, 1); }};
 
 // A threaded library with a short reply time-out, so that a look for an absent frame is quick.
+// A non-blocking move of an earlier test in the same process may have left the marker set,
+// which would drop this test's end frame and leave the wait without end.
 struct MovingArm {
     ConnectedArm arm{ZK_DUAL_MODE_E};
     MovingArmScript script{arm.controller()};
-    MovingArm() { zk_set_timeout(30); }
+    MovingArm()
+    {
+        zk_set_timeout(30);
+        event_listener.flag = kEventFlagNone;
+    }
 };
 
 // -----------------------------------------------------------------------------------------
