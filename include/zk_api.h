@@ -7,6 +7,7 @@
 #include "zk_client.h"
 #include "zk_events.h"
 #include "zk_realtime.h"
+#include "zk_motion.h"
 #include "zk_algo.h"
 
 #endif /* ZK_API_H */
