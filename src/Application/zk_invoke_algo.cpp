@@ -8,11 +8,19 @@
 
 #include "Application/zk_algo_convert.h"
 
+// The self-collision model and the seven-axis solvers join the library in their own time;
+// until then the entry points over them answer ZK_ALGO_NOT_AVAILABLE.
 #if __has_include("libalgo_safety.h")
 #include "libalgo_safety.h"
 #define ZK_ALGO_HAS_SAFETY 1
 #else
 #define ZK_ALGO_HAS_SAFETY 0
+#endif
+#if __has_include("libalgo_ikine7.h")
+#include "libalgo_ikine7.h"
+#define ZK_ALGO_HAS_IKINE7 1
+#else
+#define ZK_ALGO_HAS_IKINE7 0
 #endif
 
 using namespace zk_algo;
@@ -411,19 +419,12 @@ int invoke_safety_robot_self_collision_detection(const float*) { return ZK_ALGO_
 #endif
 
 /* -----------------------------------------------------------------------------
- * Arm angle of the seven-axis SRS arm. Its solver may be absent from a build: the
- * references are weak, and an absent solver answers ZK_ALGO_NOT_AVAILABLE.
+ * Arm angle of the seven-axis SRS arm
  * -------------------------------------------------------------------------- */
 
-extern "C" {
-int calculate_arm_angle_from_config_ax71(float* q_ref, float* arm_angle) __attribute__((weak));
-int inverse_kinematics_ax71_for_arm_angle(zk_inverse_kinematics_params_t params, float arm_angle, float* q_solve)
-    __attribute__((weak));
-}
-
+#if ZK_ALGO_HAS_IKINE7
 int invoke_calculate_arm_angle_from_config_ax71(const float* q_ref_deg, float* arm_angle_deg)
 {
-    if (calculate_arm_angle_from_config_ax71 == nullptr) return ZK_ALGO_NOT_AVAILABLE;
     JointsRad q = joints_to_rad(q_ref_deg);  // the solver adds the offsets in place
     float arm_angle = 0.0f;
     const int result = calculate_arm_angle_from_config_ax71(q.q, &arm_angle);
@@ -434,7 +435,6 @@ int invoke_calculate_arm_angle_from_config_ax71(const float* q_ref_deg, float* a
 int invoke_inverse_kinematics_ax71_for_arm_angle(const zk_inverse_kinematics_params_t& params_deg,
                                                  float arm_angle_deg, float* q_solve_deg)
 {
-    if (inverse_kinematics_ax71_for_arm_angle == nullptr) return ZK_ALGO_NOT_AVAILABLE;
     zk_inverse_kinematics_params_t params = params_deg;
     const JointsRad q_ref = joints_to_rad(params_deg.q_in, kMaxArmJoints);
     for (int j = 0; j < kMaxArmJoints; ++j) params.q_in[j] = q_ref.q[j];
@@ -444,3 +444,11 @@ int invoke_inverse_kinematics_ax71_for_arm_angle(const zk_inverse_kinematics_par
     if (result == 0 || result == -1) joints_to_deg(q_solved, q_solve_deg, model_joints());
     return result;
 }
+#else
+// The seven-axis solvers are not part of this build.
+int invoke_calculate_arm_angle_from_config_ax71(const float*, float*) { return ZK_ALGO_NOT_AVAILABLE; }
+int invoke_inverse_kinematics_ax71_for_arm_angle(const zk_inverse_kinematics_params_t&, float, float*)
+{
+    return ZK_ALGO_NOT_AVAILABLE;
+}
+#endif
