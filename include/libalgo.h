@@ -5,6 +5,8 @@
  *   libalgo_model.h  the robot model store and its defaults
  *   libalgo_kinematics.h  forward kinematics, the universal chain, Jacobians,
  *                    singularity analysis and pose helpers
+ *   libalgo_safety.h  collision geometry, the self-collision model and fences
+ *   libalgo_planner_state.h  the planner's speed state read by the safety checks
  *
  * Inside the library lengths are metres, angles radians, times seconds, and storage is
  * single precision unless a name says double. */
@@ -17,5 +19,7 @@
 #include "libalgo_matrix.h"
 #include "libalgo_model.h"
 #include "libalgo_kinematics.h"
+#include "libalgo_safety.h"
+#include "libalgo_planner_state.h"
 
 #endif /* LIBALGO_H */
