@@ -13,6 +13,7 @@
 #include <limits>
 
 #include "Algorithm/kinematics/tarn_kinematic.h"
+#include "Algorithm/math/tarn_mathfuncs.h"
 #include "Algorithm/safety/tarn_safety_global.h"
 #include "libalgo_model.h"
 
@@ -297,11 +298,32 @@ constexpr float kFlangeRadius = 0.03f;
 // A tool link capsule's radius is this share of the two radii it joins.
 constexpr float kToolLinkRadiusShare = 0.5f;
 
+// A twist this near 0, +-pi/2 or +-pi takes exact cosine and sine. The axes of the
+// nominal geometry then have exact zero components, so the capsule ends of a horizontal
+// axis share their z exactly; the segment parameter test, which takes the last non-zero
+// coordinate offset, would otherwise divide rounding noise by rounding noise.
+constexpr double kNominalTwist = 1e-5;
+
+void twist_sin_cos(float alpha, float* s, float* c)
+{
+    constexpr double kNominal[] = {0.0, tarn::kHalfPi, -tarn::kHalfPi, tarn::kPi, -tarn::kPi};
+    constexpr float kSin[] = {0.0f, 1.0f, -1.0f, 0.0f, 0.0f};
+    constexpr float kCos[] = {1.0f, 0.0f, 0.0f, -1.0f, -1.0f};
+    for (int i = 0; i < 5; ++i) {
+        if (std::fabs(static_cast<double>(alpha) - kNominal[i]) < kNominalTwist) {
+            *s = kSin[i];
+            *c = kCos[i];
+            return;
+        }
+    }
+    ::sincosf(alpha, s, c);
+}
+
 KinFrame mdh_frame(float theta, float d, float a, float alpha)
 {
     float st, ct, sa, ca;
     ::sincosf(theta, &st, &ct);
-    ::sincosf(alpha, &sa, &ca);
+    twist_sin_cos(alpha, &sa, &ca);
     return {{ct, st * ca, st * sa}, {-st, ct * ca, ct * sa}, {0.0f, -sa, ca}, {a, -d * sa, d * ca}};
 }
 
@@ -309,7 +331,7 @@ KinFrame sdh_frame(float theta, float d, float a, float alpha)
 {
     float st, ct, sa, ca;
     ::sincosf(theta, &st, &ct);
-    ::sincosf(alpha, &sa, &ca);
+    twist_sin_cos(alpha, &sa, &ca);
     return {{ct, st, 0.0f}, {-ca * st, ca * ct, sa}, {sa * st, -sa * ct, ca}, {a * ct, a * st, d}};
 }
 
