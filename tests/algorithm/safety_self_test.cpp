@@ -105,23 +105,15 @@ TEST_F(SelfCollision, CapsulesFollowForwardKinematics)
 // chain at every pose, so that no part of the arm is left without a capsule.
 TEST_F(SelfCollision, CapsulesFormOneConnectedChain)
 {
-    struct Layout {
+    // Capsules from the base to the flange: J joint, L link, then the index.
+    const struct {
         RobotType type;
-        float joint_r[4];
-        float link_r[5];
-        const char* chain;  // capsules from the base to the flange: J joint, L link, then index
-    };
-    const Layout layouts[] = {
-        {AX61, {0.0405f, 0.034f, 0.03f, 0.03f}, {0.055f, 0.04f, 0.03f, 0.03f}, "L0J0L1J1L2J2L3J3"},
-        {AX71, {0.0405f, 0.034f, 0.03f, 0.03f}, {0.055f, 0.04f, 0.03f, 0.03f}, "L0J0L1J1L2J2L3J3"},
-        {AL64II, {0.042f, 0.036f, 0.0285f, 0.0285f}, {0.055f, 0.042f, 0.035f, 0.029f, 0.027f}, "L0J0L1J1L2L4J2L3J3"},
-        {LUM61, {0.042f, 0.036f, 0.035f, 0.0295f}, {0.055f, 0.045f, 0.0375f, 0.029f, 0.029f}, "L0J0L1J1L2L3J2L4J3"},
-        {LUM66, {0.033f, 0.033f, 0.0245f, 0.0245f}, {0.055f, 0.045f, 0.0375f, 0.029f, 0.029f}, "L0J0L1J1L2L3J2L4J3"},
-        {TOR77, {0.045f, 0.045f, 0.032f, 0.032f}, {0.055f, 0.045f, 0.032f, 0.032f}, "L0J0L1J1L2J2L3J3"},
-    };
+        const char* chain;
+    } layouts[] = {{AX61, "L0J0L1J1L2J2L3J3"},   {AX71, "L0J0L1J1L2J2L3J3"},   {AL64II, "L0J0L1J1L2L4J2L3J3"},
+                   {LUM61, "L0J0L1J1L2L3J2L4J3"}, {LUM66, "L0J0L1J1L2L3J2L4J3"}, {TOR77, "L0J0L1J1L2J2L3J3"}};
     constexpr float kSeam = 0.01f;  // m: how far apart two neighbours' surfaces may stay
     Rng rng(203);
-    for (const Layout& l : layouts) {
+    for (const auto& l : layouts) {
         const SafetyModel* model = nullptr;
         for (const SafetyModel& m : kSafetyModels)
             if (m.type == l.type) model = &m;
@@ -135,7 +127,7 @@ TEST_F(SelfCollision, CapsulesFormOneConnectedChain)
                     const int i = s[1] - '0';
                     *a = s[0] == 'J' ? PJA[i] : PLA[i];
                     *b = s[0] == 'J' ? PJB[i] : PLB[i];
-                    *r = s[0] == 'J' ? l.joint_r[i] : l.link_r[i];
+                    *r = s[0] == 'J' ? model->joint_r[i] : model->link_r[i];
                 };
                 const float *a0, *b0, *a1, *b1;
                 float r0, r1;

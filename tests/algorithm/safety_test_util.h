@@ -13,29 +13,69 @@
 namespace safety_test {
 
 using CalcFn = void (*)(ToolLinkResult*, const float*, int);
+using RegionFn = int (*)(FenceShape, const float*, uint32_t);
+using RelationFn = int (*)(const float*, int, const float*, const float*, const float*);
+using ClearanceFn = float (*)(const float*);
+
+// The functions of one collision family.
+struct Family {
+    RegionFn inside, outside;
+    RelationFn relation;
+    ClearanceFn cuboid, plane;
+};
+
+inline constexpr Family kAx61Family{is_Robot_inside_ax61, is_Robot_outside_ax61, relation_of_AX61_and_plane,
+                                    isCollision_cuboid_fence_tool_AX61, isCollision_singlefence_tool_AX61};
+inline constexpr Family kAx71Family{is_Robot_inside_ax71, is_Robot_outside_ax71, relation_of_AX71_and_plane,
+                                    isCollision_cuboid_fence_tool_AX71, isCollision_singlefence_tool_AX71};
+inline constexpr Family kAl64Family{is_Robot_inside_al64II, is_Robot_outside_al64II, relation_of_AL64II_and_plane,
+                                    isCollision_cuboid_fence_tool_AL64II, isCollision_singlefence_tool_AX64II};
+inline constexpr Family kLum61Family{is_Robot_inside_lum61, is_Robot_outside_lum61, relation_of_LUM61_and_plane,
+                                     isCollision_cuboid_fence_tool_LUM61, isCollision_singlefence_tool_LUM61};
+inline constexpr Family kTor77Family{is_Robot_inside_tor77, is_Robot_outside_tor77, relation_of_TOR77_and_plane,
+                                     isCollision_cuboid_fence_tool_TOR77, isCollision_singlefence_tool_TOR77};
 
 struct SafetyModel {
     RobotType type;
     const char* name;
     CalcFn calc;  // the layout's calc_all_end_points_*
-    int links;    // arm link capsules
+    const Family* family;
+    int links;  // arm link capsules
+    float joint_r[4];
+    float link_r[5];
     // A pose folded onto itself: one joint turned, the others at home.
     int fold_joint;
     float fold_angle;
 };
 
-// Every model with a collision family.
+inline constexpr float kAx61JointR[4] = {0.0405f, 0.034f, 0.03f, 0.03f};
+inline constexpr float kAx61LinkR[5] = {0.055f, 0.04f, 0.03f, 0.03f, 0};
+inline constexpr float kAl64JointR[4] = {0.042f, 0.036f, 0.0285f, 0.0285f};
+inline constexpr float kAl64LinkR[5] = {0.055f, 0.042f, 0.035f, 0.029f, 0.027f};
+inline constexpr float kLum61JointR[4] = {0.042f, 0.036f, 0.035f, 0.0295f};
+inline constexpr float kLum66JointR[4] = {0.033f, 0.033f, 0.0245f, 0.0245f};
+inline constexpr float kLumLinkR[5] = {0.055f, 0.045f, 0.0375f, 0.029f, 0.029f};
+inline constexpr float kTor77JointR[4] = {0.045f, 0.045f, 0.032f, 0.032f};
+inline constexpr float kTor77LinkR[5] = {0.055f, 0.045f, 0.032f, 0.032f, 0};
+
+#define SAFETY_RADII(j, l) {j[0], j[1], j[2], j[3]}, {l[0], l[1], l[2], l[3], l[4]}
+
+// Every model with a collision family. Folds: AX forearm back onto the upper arm, AL64
+// flange back onto the forearm, LUM61 wrist onto the upper arm, LUM66 wrist 1 onto the
+// forearm, TOR77 forearm onto the upper arm.
 inline constexpr SafetyModel kSafetyModels[] = {
-    {AX61, "AX61", calc_all_end_points_AX61, 4, 2, 3.1416f},      // forearm back onto the upper arm
-    {AX71, "AX71", calc_all_end_points_AX71, 4, 3, 3.1416f},      // the same at the elbow
-    {AL64II, "AL64II", calc_all_end_points_AL64II, 5, 4, 3.1f},   // flange back onto the forearm
-    {AL64IV, "AL64IV", calc_all_end_points_AL64II, 5, 4, 3.1f},
-    {LUM61, "LUM61", calc_all_end_points_LUM61, 5, 2, 2.8f},      // wrist onto the upper arm
-    {LUM66, "LUM66", calc_all_end_points_LUM66, 5, 3, 3.1416f},   // wrist 1 folded onto the forearm
-    {LUM67, "LUM67", calc_all_end_points_LUM61, 5, 2, 2.8f},
-    {TOR77, "TOR77", calc_all_end_points_TOR77, 4, 3, 2.8f},      // forearm onto the upper arm
-    {TOR77II, "TOR77II", calc_all_end_points_TOR77, 4, 3, 2.8f},
+    {AX61, "AX61", calc_all_end_points_AX61, &kAx61Family, 4, SAFETY_RADII(kAx61JointR, kAx61LinkR), 2, 3.1416f},
+    {AX71, "AX71", calc_all_end_points_AX71, &kAx71Family, 4, SAFETY_RADII(kAx61JointR, kAx61LinkR), 3, 3.1416f},
+    {AL64II, "AL64II", calc_all_end_points_AL64II, &kAl64Family, 5, SAFETY_RADII(kAl64JointR, kAl64LinkR), 4, 3.1f},
+    {AL64IV, "AL64IV", calc_all_end_points_AL64II, &kAl64Family, 5, SAFETY_RADII(kAl64JointR, kAl64LinkR), 4, 3.1f},
+    {LUM61, "LUM61", calc_all_end_points_LUM61, &kLum61Family, 5, SAFETY_RADII(kLum61JointR, kLumLinkR), 2, 2.8f},
+    {LUM66, "LUM66", calc_all_end_points_LUM66, &kLum61Family, 5, SAFETY_RADII(kLum66JointR, kLumLinkR), 3, 3.1416f},
+    {LUM67, "LUM67", calc_all_end_points_LUM61, &kLum61Family, 5, SAFETY_RADII(kLum61JointR, kLumLinkR), 2, 2.8f},
+    {TOR77, "TOR77", calc_all_end_points_TOR77, &kTor77Family, 4, SAFETY_RADII(kTor77JointR, kTor77LinkR), 3, 2.8f},
+    {TOR77II, "TOR77II", calc_all_end_points_TOR77, &kTor77Family, 4, SAFETY_RADII(kTor77JointR, kTor77LinkR), 3, 2.8f},
 };
+
+#undef SAFETY_RADII
 
 using Joints = float[LIBALGO_MAX_JOINTS];
 
