@@ -56,13 +56,28 @@ V3 unit(V3 v)
     return inv * v;
 }
 
+float dist2(V3 a, V3 b)
+{
+    const V3 d = a - b;
+    return tarn::v3_dot(d, d);
+}
+
+// Squared distance from p to the segment ab: to the foot when it passes the parameter
+// test, else to the nearer end. Squares compare as the distances do, and a NaN stays.
+float point_segment2(V3 p, V3 a, V3 b)
+{
+    const V3 f = foot_on_line(p, a, b);
+    if (tarn::geo_on_segment(f, a, b)) return dist2(p, f);
+    return tarn::nan_min(dist2(p, a), dist2(p, b));
+}
+
 // The least of the four end-to-segment distances of ab and cd.
 float ends_to_segments(V3 a, V3 b, V3 c, V3 d)
 {
-    float r = tarn::geo_point_segment(a, c, d);
-    r = tarn::nan_min(r, tarn::geo_point_segment(b, c, d));
-    r = tarn::nan_min(r, tarn::geo_point_segment(c, a, b));
-    return tarn::nan_min(r, tarn::geo_point_segment(d, a, b));
+    float r = point_segment2(a, c, d);
+    r = tarn::nan_min(r, point_segment2(b, c, d));
+    r = tarn::nan_min(r, point_segment2(c, a, b));
+    return std::sqrt(tarn::nan_min(r, point_segment2(d, a, b)));
 }
 
 // Distance from 0 outside [lo, hi] along one axis.
@@ -113,22 +128,20 @@ namespace tarn {
 
 bool geo_on_segment(V3 p, V3 a, V3 b)
 {
-    // The parameter from the coordinates in the order x, y, z; a later non-zero offset
-    // replaces an earlier ratio, and a zero offset never divides.
+    // The parameter from the coordinates in the order x, y, z, where a later non-zero
+    // offset replaces an earlier ratio and a zero offset never divides: so the first
+    // non-zero offset from z back to x decides, and t is 0 when there is none.
     float t = 0.0f;
-    const float off[3] = {p.x - a.x, p.y - a.y, p.z - a.z};
-    const float len[3] = {b.x - a.x, b.y - a.y, b.z - a.z};
-    for (int k = 0; k < 3; ++k)
-        if (off[k] != 0.0f) t = off[k] / len[k];
+    if (p.z - a.z != 0.0f)
+        t = (p.z - a.z) / (b.z - a.z);
+    else if (p.y - a.y != 0.0f)
+        t = (p.y - a.y) / (b.y - a.y);
+    else if (p.x - a.x != 0.0f)
+        t = (p.x - a.x) / (b.x - a.x);
     return t >= 0.0f && t <= 1.0f;
 }
 
-float geo_point_segment(V3 p, V3 a, V3 b)
-{
-    const V3 f = foot_on_line(p, a, b);
-    if (geo_on_segment(f, a, b)) return v3_dist(p, f);
-    return nan_min(v3_dist(p, a), v3_dist(p, b));
-}
+float geo_point_segment(V3 p, V3 a, V3 b) { return std::sqrt(point_segment2(p, a, b)); }
 
 float geo_segment_segment(V3 a, V3 b, V3 c, V3 d)
 {
