@@ -28,8 +28,10 @@ constexpr int64_t kFenceDegeneratePlane = 3;
 
 enum CuboidIndex { kXMin, kXMax, kYMin, kYMax, kZMin, kZMax };
 
-// Plane points P1, P2, P3 in the fence record.
-V3 plane_point(const float plane[9], int i) { return v3_load(plane + 3 * i); }
+// Plane points P1, P2, P3 in the fence record, three floats each.
+constexpr int kPointFloats = 3;
+const float* plane_point_ptr(const float* plane, int i) { return plane + kPointFloats * i; }
+V3 plane_point(const float* plane, int i) { return v3_load(plane_point_ptr(plane, i)); }
 
 bool within(const float p[3], float margin, const float cuboid[6])
 {
@@ -77,6 +79,7 @@ int outside(SafetyGeometry g, const float cuboid[6], const float* q, int n)
         const float c = tarn::geo_sphere_cuboid(v3_load(PJA[tarn::kFirstToolSphere + t]), tool_spheres_para[t].r, cuboid);
         if (std::trunc(c) == 0.0f) return r;
     }
+    // From the forearm on; the fifth link of the five-link families counts too.
     for (int m = 2; m < radii.links; ++m)
         if (capsule_touches(v3_load(PLA[m]), v3_load(PLB[m]), radii.link[m], cuboid)) return r;
     for (int k = 0; k < tool.tool_link_num; ++k) {
@@ -174,7 +177,8 @@ float plane_clearance(SafetyGeometry g, const float* q)
 {
     const Setup s = refresh(g, tarn::safety_joints(q));
     const tarn::CapsuleRadii& radii = tarn::safety_radii(g);
-    const Plane plane = getPlaneFromPoints(fence_para.plane, fence_para.plane + 3, fence_para.plane + 6);
+    const float* p = fence_para.plane;
+    const Plane plane = getPlaneFromPoints(plane_point_ptr(p, 0), plane_point_ptr(p, 1), plane_point_ptr(p, 2));
     const float norm = std::sqrt(plane.a * plane.a + plane.b * plane.b + plane.c * plane.c);
     // Unsigned: which side the arm is on is the setting-time check's business.
     auto dist = [&](const float* p) {

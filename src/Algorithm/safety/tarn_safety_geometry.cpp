@@ -204,9 +204,12 @@ float geo_capsule_cuboid_edges(float radius, V3 a, V3 b, const float cuboid[6])
     const V3 bottom[4] = {{x1, y0, cuboid[kZMin]}, {x1, y1, cuboid[kZMin]}, {x0, y1, cuboid[kZMin]},
                           {x0, y0, cuboid[kZMin]}};
     float c = kClearanceCap;
-    for (int i = 0; i < 4; ++i) c = nan_min(c, geo_segment_segment(a, b, top[i], top[(i + 1) % 4]) - radius);
-    for (int i = 0; i < 4; ++i) c = nan_min(c, geo_segment_segment(a, b, top[i], bottom[i]) - radius);
-    for (int i = 0; i < 4; ++i) c = nan_min(c, geo_segment_segment(a, b, bottom[i], bottom[(i + 1) % 4]) - radius);
+    constexpr int kCorners = 4;
+    for (int i = 0; i < kCorners; ++i)
+        c = nan_min(c, geo_segment_segment(a, b, top[i], top[(i + 1) % kCorners]) - radius);
+    for (int i = 0; i < kCorners; ++i) c = nan_min(c, geo_segment_segment(a, b, top[i], bottom[i]) - radius);
+    for (int i = 0; i < kCorners; ++i)
+        c = nan_min(c, geo_segment_segment(a, b, bottom[i], bottom[(i + 1) % kCorners]) - radius);
     return c;
 }
 

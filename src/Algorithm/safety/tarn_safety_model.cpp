@@ -10,6 +10,7 @@
 #include "Algorithm/safety/tarn_safety_model.h"
 
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 #include "Algorithm/kinematics/tarn_kinematic.h"
@@ -309,7 +310,7 @@ void twist_sin_cos(float alpha, float* s, float* c)
     constexpr double kNominal[] = {0.0, tarn::kHalfPi, -tarn::kHalfPi, tarn::kPi, -tarn::kPi};
     constexpr float kSin[] = {0.0f, 1.0f, -1.0f, 0.0f, 0.0f};
     constexpr float kCos[] = {1.0f, 0.0f, 0.0f, -1.0f, -1.0f};
-    for (int i = 0; i < 5; ++i) {
+    for (size_t i = 0; i < std::size(kNominal); ++i) {
         if (std::fabs(static_cast<double>(alpha) - kNominal[i]) < kNominalTwist) {
             *s = kSin[i];
             *c = kCos[i];
