@@ -10,6 +10,7 @@
 #include <initializer_list>
 #include <limits>
 
+using tarn::GeoSegment;
 using tarn::V3;
 
 float dp2face[LIBALGO_CUBOID_FACES];
@@ -42,13 +43,14 @@ bool any_null(const P*... p)
     return ((p == nullptr) || ...);
 }
 
-// Foot of the perpendicular from p to the line through a and b.
-V3 foot_on_line(V3 p, V3 a, V3 b)
+// Foot of the perpendicular from p to the line through the segment.
+V3 foot_on_line(V3 p, const GeoSegment& s)
 {
-    const V3 d = b - a;
-    const float t = -(tarn::v3_dot(d, a) - tarn::v3_dot(d, p)) / tarn::v3_dot(d, d);
-    return a + t * d;
+    const float t = -(s.da - tarn::v3_dot(s.d, p)) / s.dd;
+    return s.a + t * s.d;
 }
+
+V3 foot_on_line(V3 p, V3 a, V3 b) { return foot_on_line(p, tarn::geo_segment(a, b)); }
 
 V3 unit(V3 v)
 {
@@ -64,20 +66,20 @@ float dist2(V3 a, V3 b)
 
 // Squared distance from p to the segment ab: to the foot when it passes the parameter
 // test, else to the nearer end. Squares compare as the distances do, and a NaN stays.
-float point_segment2(V3 p, V3 a, V3 b)
+inline float point_segment2(V3 p, const GeoSegment& s)
 {
-    const V3 f = foot_on_line(p, a, b);
-    if (tarn::geo_on_segment(f, a, b)) return dist2(p, f);
-    return tarn::nan_min(dist2(p, a), dist2(p, b));
+    const V3 f = foot_on_line(p, s);
+    if (tarn::geo_on_segment(f, s.a, s.b)) return dist2(p, f);
+    return tarn::nan_min(dist2(p, s.a), dist2(p, s.b));
 }
 
 // The least of the four end-to-segment distances of ab and cd.
-float ends_to_segments(V3 a, V3 b, V3 c, V3 d)
+float ends_to_segments(const GeoSegment& ab, const GeoSegment& cd)
 {
-    float r = point_segment2(a, c, d);
-    r = tarn::nan_min(r, point_segment2(b, c, d));
-    r = tarn::nan_min(r, point_segment2(c, a, b));
-    return std::sqrt(tarn::nan_min(r, point_segment2(d, a, b)));
+    float r = point_segment2(ab.a, cd);
+    r = tarn::nan_min(r, point_segment2(ab.b, cd));
+    r = tarn::nan_min(r, point_segment2(cd.a, ab));
+    return std::sqrt(tarn::nan_min(r, point_segment2(cd.b, ab)));
 }
 
 // Distance from 0 outside [lo, hi] along one axis.
@@ -141,11 +143,24 @@ bool geo_on_segment(V3 p, V3 a, V3 b)
     return t >= 0.0f && t <= 1.0f;
 }
 
-float geo_point_segment(V3 p, V3 a, V3 b) { return std::sqrt(point_segment2(p, a, b)); }
+float geo_point_segment(V3 p, const GeoSegment& ab) { return std::sqrt(point_segment2(p, ab)); }
 
-float geo_segment_segment(V3 a, V3 b, V3 c, V3 d)
+}  // namespace tarn
+
+namespace {
+
+// distance_ls2ls. The segments' data for the end-to-segment distances is taken from the
+// caller when it has it, else computed on the paths that need it.
+inline float segment_segment(V3 a, V3 b, V3 c, V3 d, const GeoSegment* have_ab, const GeoSegment* have_cd)
 {
+    using namespace tarn;
     const V3 u = b - a, v = d - c, w = c - a;
+    auto ends = [&]() {
+        GeoSegment own_ab, own_cd;
+        if (!have_ab) have_ab = &(own_ab = geo_segment(a, b));
+        if (!have_cd) have_cd = &(own_cd = geo_segment(c, d));
+        return ends_to_segments(*have_ab, *have_cd);
+    };
     const V3 n = v3_cross(u, v);
     const float mixed = v3_dot(w, n);
     if (!(std::fabs(static_cast<double>(mixed)) < kCoplanarMixedProduct) && mixed != 0.0f) {
@@ -158,7 +173,7 @@ float geo_segment_segment(V3 a, V3 b, V3 c, V3 d)
         const bool ab_inside = geo_on_segment(on_ab, a, b);
         const bool cd_inside = geo_on_segment(on_cd, c, d);
         if (ab_inside && cd_inside) return v3_dist(on_ab, on_cd);
-        float r = ends_to_segments(a, b, c, d);
+        float r = ends();
         if (ab_inside) r = nan_min(r, geo_point_segment(on_ab, c, d));
         if (cd_inside) r = nan_min(r, geo_point_segment(on_cd, a, b));
         return r;
@@ -172,8 +187,19 @@ float geo_segment_segment(V3 a, V3 b, V3 c, V3 d)
         if (static_cast<double>(off_line) < kCollinearDistance || off_line == 0.0f)
             return nan_min(nan_min(v3_dist(a, c), v3_dist(a, d)), nan_min(v3_dist(b, c), v3_dist(b, d)));
     }
-    return ends_to_segments(a, b, c, d);
+    return ends();
 }
+
+}  // namespace
+
+namespace tarn {
+
+float geo_segment_segment(const GeoSegment& ab, const GeoSegment& cd)
+{
+    return segment_segment(ab.a, ab.b, cd.a, cd.b, &ab, &cd);
+}
+
+float geo_segment_segment(V3 a, V3 b, V3 c, V3 d) { return segment_segment(a, b, c, d, nullptr, nullptr); }
 
 void geo_cuboid_faces(V3 p, const float cuboid[6], float out[LIBALGO_CUBOID_FACES])
 {
@@ -203,13 +229,13 @@ float geo_capsule_cuboid_edges(float radius, V3 a, V3 b, const float cuboid[6])
     const V3 top[4] = {{x1, y0, cuboid[kZMax]}, {x1, y1, cuboid[kZMax]}, {x0, y1, cuboid[kZMax]}, {x0, y0, cuboid[kZMax]}};
     const V3 bottom[4] = {{x1, y0, cuboid[kZMin]}, {x1, y1, cuboid[kZMin]}, {x0, y1, cuboid[kZMin]},
                           {x0, y0, cuboid[kZMin]}};
+    const GeoSegment axis = geo_segment(a, b);
+    auto edge = [&](V3 e0, V3 e1) { return geo_segment_segment(axis, geo_segment(e0, e1)) - radius; };
     float c = kClearanceCap;
     constexpr int kCorners = 4;
-    for (int i = 0; i < kCorners; ++i)
-        c = nan_min(c, geo_segment_segment(a, b, top[i], top[(i + 1) % kCorners]) - radius);
-    for (int i = 0; i < kCorners; ++i) c = nan_min(c, geo_segment_segment(a, b, top[i], bottom[i]) - radius);
-    for (int i = 0; i < kCorners; ++i)
-        c = nan_min(c, geo_segment_segment(a, b, bottom[i], bottom[(i + 1) % kCorners]) - radius);
+    for (int i = 0; i < kCorners; ++i) c = nan_min(c, edge(top[i], top[(i + 1) % kCorners]));
+    for (int i = 0; i < kCorners; ++i) c = nan_min(c, edge(top[i], bottom[i]));
+    for (int i = 0; i < kCorners; ++i) c = nan_min(c, edge(bottom[i], bottom[(i + 1) % kCorners]));
     return c;
 }
 

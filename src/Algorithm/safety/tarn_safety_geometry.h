@@ -48,10 +48,27 @@ inline float nan_min(float a, float b) { return (b < a || std::isnan(b)) ? b : a
  * Primitives on points the caller owns (no null checks)
  * -------------------------------------------------------------------------- */
 
+// A segment with what every distance to it needs, computed once when it is compared many
+// times: the same operations as on the bare ends, so the results agree to the bit.
+struct GeoSegment {
+    V3 a, b;
+    V3 d;      // b - a
+    float dd;  // d . d
+    float da;  // d . a
+};
+
+inline GeoSegment geo_segment(V3 a, V3 b)
+{
+    const V3 d = b - a;
+    return {a, b, d, v3_dot(d, d), v3_dot(d, a)};
+}
+
 // The segment parameter test of isPinL.
 bool geo_on_segment(V3 p, V3 a, V3 b);
-float geo_point_segment(V3 p, V3 a, V3 b);                 // distance_p2ls
-float geo_segment_segment(V3 a, V3 b, V3 c, V3 d);         // distance_ls2ls
+float geo_point_segment(V3 p, const GeoSegment& ab);                    // distance_p2ls
+float geo_segment_segment(const GeoSegment& ab, const GeoSegment& cd);  // distance_ls2ls
+float geo_segment_segment(V3 a, V3 b, V3 c, V3 d);
+inline float geo_point_segment(V3 p, V3 a, V3 b) { return geo_point_segment(p, geo_segment(a, b)); }
 // The six face distances of distance_p2cuboidface into out, in the same order.
 void geo_cuboid_faces(V3 p, const float cuboid[6], float out[LIBALGO_CUBOID_FACES]);
 // isP_Cube and isLink2CuboidCollision; both also leave dp2face as the exported ones do.

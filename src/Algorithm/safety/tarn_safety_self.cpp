@@ -11,7 +11,6 @@
 
 using tarn::SafetyFamily;
 using tarn::SafetyGeometry;
-using tarn::V3;
 using tarn::v3_load;
 
 namespace {
@@ -51,14 +50,17 @@ float self_clearance(SafetyGeometry g, const float* q, int n)
     const int first_tool_link = radii.links;
     const int last_tool_link = first_tool_link + tool.tool_link_num;  // one past
 
+    // Each capsule is compared many times: its segment data once.
+    tarn::GeoSegment joint[tarn::kJointCapsules], link[tarn::kRadiusList];
+    for (int k = 0; k < tarn::kJointCapsules; ++k) joint[k] = tarn::geo_segment(v3_load(PJA[k]), v3_load(PJB[k]));
+    for (int m = 0; m < last_tool_link; ++m) link[m] = tarn::geo_segment(v3_load(PLA[m]), v3_load(PLB[m]));
+
     Clearance c;
     // Joint capsules against the joint capsules and tool spheres past their neighbour.
     for (int k = 0; k < tarn::kJointCapsules; ++k) {
-        const V3 ka = v3_load(PJA[k]), kb = v3_load(PJB[k]);
         for (int j = k + 2; j < last_sphere; ++j) {
-            const float d = j < tarn::kJointCapsules
-                                ? tarn::geo_segment_segment(ka, kb, v3_load(PJA[j]), v3_load(PJB[j]))
-                                : tarn::geo_point_segment(v3_load(PJA[j]), ka, kb);
+            const float d = j < tarn::kJointCapsules ? tarn::geo_segment_segment(joint[k], joint[j])
+                                                     : tarn::geo_point_segment(v3_load(PJA[j]), joint[k]);
             if (c.contact(d, a[k] + a[j])) return c.c;
         }
     }
@@ -66,24 +68,20 @@ float self_clearance(SafetyGeometry g, const float* q, int n)
     // the tool link capsules.
     for (int m = 0; m < radii.links; ++m) {
         const tarn::LinkPairs& pairs = radii.pairs[m];
-        const V3 la = v3_load(PLA[m]), lb = v3_load(PLB[m]);
         for (int j = 0; j < tarn::kJointCapsules; ++j) {
             if (j == pairs.connects_a || j == pairs.connects_b) continue;
-            const float d = tarn::geo_segment_segment(la, lb, v3_load(PJA[j]), v3_load(PJB[j]));
-            if (c.contact(d, b[m] + a[j])) return c.c;
+            if (c.contact(tarn::geo_segment_segment(link[m], joint[j]), b[m] + a[j])) return c.c;
         }
         if (pairs.spheres) {
             for (int j = tarn::kFirstToolSphere; j < last_sphere; ++j)
-                if (c.contact(tarn::geo_point_segment(v3_load(PJA[j]), la, lb), b[m] + a[j])) return c.c;
+                if (c.contact(tarn::geo_point_segment(v3_load(PJA[j]), link[m]), b[m] + a[j])) return c.c;
         }
         if (pairs.tool_links) {
             // The radius is the one at the tool link capsule's own index in list A (tool
             // sphere radii, zero past the last), not its entry in B: so the controller's
             // model has it, and the clearances it reports must agree with ours.
-            for (int z = first_tool_link; z < last_tool_link; ++z) {
-                const float d = tarn::geo_segment_segment(la, lb, v3_load(PLA[z]), v3_load(PLB[z]));
-                if (c.contact(d, b[m] + a[z])) return c.c;
-            }
+            for (int z = first_tool_link; z < last_tool_link; ++z)
+                if (c.contact(tarn::geo_segment_segment(link[m], link[z]), b[m] + a[z])) return c.c;
         }
     }
     return c.c;
