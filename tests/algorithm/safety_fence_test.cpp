@@ -97,15 +97,12 @@ TEST_F(Fence, ValidationTable)
         // Stored whether accepted or not.
         FencePara stored{};
         libalgo_get_fence_para(&stored);
-        EXPECT_EQ(stored.type, static_cast<uint32_t>(row.type)) << row.what;
-        EXPECT_EQ(libalgo_get_fence_type(), static_cast<uint32_t>(row.type)) << row.what;
-        EXPECT_EQ(stored.second_arg, static_cast<uint32_t>(row.second)) << row.what;
-        EXPECT_EQ(stored.third_arg, static_cast<uint32_t>(row.third)) << row.what;
-        if (row.type == 0) {
-            EXPECT_EQ(std::memcmp(stored.cuboid, row.fence.cuboid, sizeof stored.cuboid), 0) << row.what;
-        } else if (row.type == 1) {
-            EXPECT_EQ(std::memcmp(stored.plane, row.fence.plane, sizeof stored.plane), 0) << row.what;
-        }
+        EXPECT_TRUE(stored.type == row.type && libalgo_get_fence_type() == row.type && stored.second_arg == row.second &&
+                    stored.third_arg == row.third)
+            << row.what;
+        const bool is_cuboid = row.type == 0, is_plane = row.type == 1;
+        EXPECT_TRUE(!is_cuboid || std::memcmp(stored.cuboid, row.fence.cuboid, sizeof stored.cuboid) == 0) << row.what;
+        EXPECT_TRUE(!is_plane || std::memcmp(stored.plane, row.fence.plane, sizeof stored.plane) == 0) << row.what;
     }
     // A plane exactly through a capsule end (the flange's face) touches the arm.
     EXPECT_EQ(libalgo_set_fence_para(1, 0, 0, level(flange_height(kHome)), kHome), 1);
@@ -259,42 +256,16 @@ TEST_F(Fence, PlaneSidesAndClearance)
         libalgo_set_fence_para(1, 0, 0, level(top - 0.005f), kHome);
         EXPECT_LE(isCollision_fence_tool(kHome), 0.0f) << m.name;
     }
-}
-
-// Distances to the plane have no sign: a capsule whose ends lie far enough on either side
-// reads as clear (here the AX61 forearm, from 0.53 to 0.68 m, across z = 0.6).
-TEST_F(Fence, PlaneClearanceReadsUnsignedEndDistances)
-{
+    // Distances have no sign: a capsule whose ends lie far enough on either side reads as
+    // clear (the AX61 forearm, from 0.53 to 0.68 m, across z = 0.6).
     use(kSafetyModels[0]);
     libalgo_set_fence_para(1, 0, 0, level(0.6f), kHome);
     EXPECT_GT(isCollision_fence_tool(kHome), 0.0f);
-    const FenceShape across = level(0.6f);
-    const float* p = across.plane;
-    EXPECT_EQ(relation_of_AX61_and_plane(kHome, 0, p, p + 3, p + 6), 0);
 }
 
-/* -----------------------------------------------------------------------------
- * Dispatch and the ratio
- * -------------------------------------------------------------------------- */
-
-TEST_F(Fence, DispatchByModelAndFenceType)
-{
-    const FenceShape beside = box(0.5f, 1, -0.5f, 0.5f, 0, 1);
-    libalgo_set_fence_para(2, 0, 0, beside, kHome);
-    for (const SafetyModel& m : kSafetyModels) {
-        use(m);
-        EXPECT_EQ(isCollision_fence_tool(kHome), 1.0f) << m.name;  // type 2
-    }
-    libalgo_init();
-    libalgo_set_robot_and_sensor_type(UNIVERSAL, _B);
-    libalgo_set_fence_para(0, 0, 0, box(-1, 1, -1, 1, -0.5f, 0.3f), kHome);
-    EXPECT_EQ(isCollision_fence_tool(kHome), 1.0f);
-    EXPECT_EQ(fence_isCollision(kHome, 0.5f, 1.0f, 0.7f), 0.7f);
-}
-
-// The fence curve is the self-collision's, with slope -0.5 and base 0.5 on both, and -2
-// for contact.
-TEST_F(Fence, RatioOfTheFenceClearance)
+// The fence curve is the self-collision's with slope -0.5 and base 0.5 on both curves, and
+// -2 for contact; another fence type or a model without a family passes with 1.0.
+TEST_F(Fence, RatioAndDispatch)
 {
     use(kSafetyModels[0]);
     const float top = flange_height(kHome);
@@ -302,7 +273,6 @@ TEST_F(Fence, RatioOfTheFenceClearance)
     const float c = isCollision_fence_tool(kHome);
     ASSERT_GT(c, 0.0f);
     ASSERT_LT(c, 0.05f);
-    set_motion_mode(3);
     libalgo_set_current_condition(3);
     EXPECT_FLOAT_EQ(fence_isCollision(kHome, 1.0f, 1.0f, 1.0f), (c - 0.05f) * -0.5f / -0.049f + 0.5f);
     libalgo_set_current_condition(9);
@@ -310,4 +280,11 @@ TEST_F(Fence, RatioOfTheFenceClearance)
     EXPECT_EQ(fence_isCollision(kHome, 0.0f, 1.0f, 1.0f), -2.0f);
     libalgo_set_fence_para(1, 0, 0, level(top), kHome);
     EXPECT_EQ(fence_isCollision(kHome, 1.0f, 1.0f, 1.0f), -2.0f);
+
+    libalgo_set_fence_para(2, 0, 0, level(top), kHome);
+    EXPECT_EQ(isCollision_fence_tool(kHome), 1.0f);
+    libalgo_set_robot_and_sensor_type(UNIVERSAL, _B);
+    libalgo_set_fence_para(1, 0, 0, level(0.3f), kHome);
+    EXPECT_EQ(isCollision_fence_tool(kHome), 1.0f);
+    EXPECT_EQ(fence_isCollision(kHome, 0.5f, 1.0f, 0.7f), 0.7f);
 }

@@ -1,6 +1,6 @@
-// Helpers of the safety tests: the arm models with their collision layout, seeded poses,
-// and a fixture that leaves the tool envelope, the fence and the planner state as a fresh
-// library has them, so that the whole test program can run in one process.
+// Helpers of the safety tests: the arm models with their collision layout and functions,
+// seeded poses, and a fixture that leaves the tool envelope, the fence and the planner
+// state as a fresh library has them, so that the test program can run in one process.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,74 +12,65 @@
 
 namespace safety_test {
 
-using CalcFn = void (*)(ToolLinkResult*, const float*, int);
-using RegionFn = int (*)(FenceShape, const float*, uint32_t);
-using RelationFn = int (*)(const float*, int, const float*, const float*, const float*);
-using ClearanceFn = float (*)(const float*);
-
 // The functions of one collision family.
 struct Family {
-    RegionFn inside, outside;
-    RelationFn relation;
-    ClearanceFn cuboid, plane;
+    int (*inside)(FenceShape, const float*, uint32_t);
+    int (*outside)(FenceShape, const float*, uint32_t);
+    int (*relation)(const float*, int, const float*, const float*, const float*);
+    float (*cuboid)(const float*);
+    float (*plane)(const float*);
 };
 
-inline constexpr Family kAx61Family{is_Robot_inside_ax61, is_Robot_outside_ax61, relation_of_AX61_and_plane,
-                                    isCollision_cuboid_fence_tool_AX61, isCollision_singlefence_tool_AX61};
-inline constexpr Family kAx71Family{is_Robot_inside_ax71, is_Robot_outside_ax71, relation_of_AX71_and_plane,
-                                    isCollision_cuboid_fence_tool_AX71, isCollision_singlefence_tool_AX71};
-inline constexpr Family kAl64Family{is_Robot_inside_al64II, is_Robot_outside_al64II, relation_of_AL64II_and_plane,
-                                    isCollision_cuboid_fence_tool_AL64II, isCollision_singlefence_tool_AX64II};
-inline constexpr Family kLum61Family{is_Robot_inside_lum61, is_Robot_outside_lum61, relation_of_LUM61_and_plane,
-                                     isCollision_cuboid_fence_tool_LUM61, isCollision_singlefence_tool_LUM61};
-inline constexpr Family kTor77Family{is_Robot_inside_tor77, is_Robot_outside_tor77, relation_of_TOR77_and_plane,
-                                     isCollision_cuboid_fence_tool_TOR77, isCollision_singlefence_tool_TOR77};
+inline constexpr Family kAx61{is_Robot_inside_ax61, is_Robot_outside_ax61, relation_of_AX61_and_plane,
+                              isCollision_cuboid_fence_tool_AX61, isCollision_singlefence_tool_AX61};
+inline constexpr Family kAx71{is_Robot_inside_ax71, is_Robot_outside_ax71, relation_of_AX71_and_plane,
+                              isCollision_cuboid_fence_tool_AX71, isCollision_singlefence_tool_AX71};
+inline constexpr Family kAl64{is_Robot_inside_al64II, is_Robot_outside_al64II, relation_of_AL64II_and_plane,
+                              isCollision_cuboid_fence_tool_AL64II, isCollision_singlefence_tool_AX64II};
+inline constexpr Family kLum61{is_Robot_inside_lum61, is_Robot_outside_lum61, relation_of_LUM61_and_plane,
+                               isCollision_cuboid_fence_tool_LUM61, isCollision_singlefence_tool_LUM61};
+inline constexpr Family kTor77{is_Robot_inside_tor77, is_Robot_outside_tor77, relation_of_TOR77_and_plane,
+                               isCollision_cuboid_fence_tool_TOR77, isCollision_singlefence_tool_TOR77};
 
 struct SafetyModel {
     RobotType type;
     const char* name;
-    CalcFn calc;  // the layout's calc_all_end_points_*
+    void (*calc)(ToolLinkResult*, const float*, int);  // the layout's calc_all_end_points_*
     const Family* family;
     int links;  // arm link capsules
     float joint_r[4];
     float link_r[5];
+    const char* chain;  // capsules from the base to the flange: J joint or L link, and index
     // A pose folded onto itself: one joint turned, the others at home.
     int fold_joint;
     float fold_angle;
 };
 
-inline constexpr float kAx61JointR[4] = {0.0405f, 0.034f, 0.03f, 0.03f};
-inline constexpr float kAx61LinkR[5] = {0.055f, 0.04f, 0.03f, 0.03f, 0};
-inline constexpr float kAl64JointR[4] = {0.042f, 0.036f, 0.0285f, 0.0285f};
-inline constexpr float kAl64LinkR[5] = {0.055f, 0.042f, 0.035f, 0.029f, 0.027f};
-inline constexpr float kLum61JointR[4] = {0.042f, 0.036f, 0.035f, 0.0295f};
-inline constexpr float kLum66JointR[4] = {0.033f, 0.033f, 0.0245f, 0.0245f};
-inline constexpr float kLumLinkR[5] = {0.055f, 0.045f, 0.0375f, 0.029f, 0.029f};
-inline constexpr float kTor77JointR[4] = {0.045f, 0.045f, 0.032f, 0.032f};
-inline constexpr float kTor77LinkR[5] = {0.055f, 0.045f, 0.032f, 0.032f, 0};
-
-#define SAFETY_RADII(j, l) {j[0], j[1], j[2], j[3]}, {l[0], l[1], l[2], l[3], l[4]}
-
-// Every model with a collision family. Folds: AX forearm back onto the upper arm, AL64
-// flange back onto the forearm, LUM61 wrist onto the upper arm, LUM66 wrist 1 onto the
-// forearm, TOR77 forearm onto the upper arm.
+// Every model with a family. Folds: AX forearm back onto the upper arm, AL64 flange back
+// onto the forearm, LUM61 wrist onto the upper arm, LUM66 wrist 1 onto the forearm,
+// TOR77 forearm onto the upper arm.
 inline constexpr SafetyModel kSafetyModels[] = {
-    {AX61, "AX61", calc_all_end_points_AX61, &kAx61Family, 4, SAFETY_RADII(kAx61JointR, kAx61LinkR), 2, 3.1416f},
-    {AX71, "AX71", calc_all_end_points_AX71, &kAx71Family, 4, SAFETY_RADII(kAx61JointR, kAx61LinkR), 3, 3.1416f},
-    {AL64II, "AL64II", calc_all_end_points_AL64II, &kAl64Family, 5, SAFETY_RADII(kAl64JointR, kAl64LinkR), 4, 3.1f},
-    {AL64IV, "AL64IV", calc_all_end_points_AL64II, &kAl64Family, 5, SAFETY_RADII(kAl64JointR, kAl64LinkR), 4, 3.1f},
-    {LUM61, "LUM61", calc_all_end_points_LUM61, &kLum61Family, 5, SAFETY_RADII(kLum61JointR, kLumLinkR), 2, 2.8f},
-    {LUM66, "LUM66", calc_all_end_points_LUM66, &kLum61Family, 5, SAFETY_RADII(kLum66JointR, kLumLinkR), 3, 3.1416f},
-    {LUM67, "LUM67", calc_all_end_points_LUM61, &kLum61Family, 5, SAFETY_RADII(kLum61JointR, kLumLinkR), 2, 2.8f},
-    {TOR77, "TOR77", calc_all_end_points_TOR77, &kTor77Family, 4, SAFETY_RADII(kTor77JointR, kTor77LinkR), 3, 2.8f},
-    {TOR77II, "TOR77II", calc_all_end_points_TOR77, &kTor77Family, 4, SAFETY_RADII(kTor77JointR, kTor77LinkR), 3, 2.8f},
+    {AX61, "AX61", calc_all_end_points_AX61, &kAx61, 4, {0.0405f, 0.034f, 0.03f, 0.03f},
+     {0.055f, 0.04f, 0.03f, 0.03f}, "L0J0L1J1L2J2L3J3", 2, 3.1416f},
+    {AX71, "AX71", calc_all_end_points_AX71, &kAx71, 4, {0.0405f, 0.034f, 0.03f, 0.03f},
+     {0.055f, 0.04f, 0.03f, 0.03f}, "L0J0L1J1L2J2L3J3", 3, 3.1416f},
+    {AL64II, "AL64II", calc_all_end_points_AL64II, &kAl64, 5, {0.042f, 0.036f, 0.0285f, 0.0285f},
+     {0.055f, 0.042f, 0.035f, 0.029f, 0.027f}, "L0J0L1J1L2L4J2L3J3", 4, 3.1f},
+    {AL64IV, "AL64IV", calc_all_end_points_AL64II, &kAl64, 5, {0.042f, 0.036f, 0.0285f, 0.0285f},
+     {0.055f, 0.042f, 0.035f, 0.029f, 0.027f}, "L0J0L1J1L2L4J2L3J3", 4, 3.1f},
+    {LUM61, "LUM61", calc_all_end_points_LUM61, &kLum61, 5, {0.042f, 0.036f, 0.035f, 0.0295f},
+     {0.055f, 0.045f, 0.0375f, 0.029f, 0.029f}, "L0J0L1J1L2L3J2L4J3", 2, 2.8f},
+    {LUM66, "LUM66", calc_all_end_points_LUM66, &kLum61, 5, {0.033f, 0.033f, 0.0245f, 0.0245f},
+     {0.055f, 0.045f, 0.0375f, 0.029f, 0.029f}, "L0J0L1J1L2L3J2L4J3", 3, 3.1416f},
+    {LUM67, "LUM67", calc_all_end_points_LUM61, &kLum61, 5, {0.042f, 0.036f, 0.035f, 0.0295f},
+     {0.055f, 0.045f, 0.0375f, 0.029f, 0.029f}, "L0J0L1J1L2L3J2L4J3", 2, 2.8f},
+    {TOR77, "TOR77", calc_all_end_points_TOR77, &kTor77, 4, {0.045f, 0.045f, 0.032f, 0.032f},
+     {0.055f, 0.045f, 0.032f, 0.032f}, "L0J0L1J1L2J2L3J3", 3, 2.8f},
+    {TOR77II, "TOR77II", calc_all_end_points_TOR77, &kTor77, 4, {0.045f, 0.045f, 0.032f, 0.032f},
+     {0.055f, 0.045f, 0.032f, 0.032f}, "L0J0L1J1L2J2L3J3", 3, 2.8f},
 };
 
-#undef SAFETY_RADII
-
-using Joints = float[LIBALGO_MAX_JOINTS];
-
-// Joints uniform within `share` of the model's limits around 0.
+// Joints uniform within `share` of the model's limits around 0; entries past dof zero.
 inline void random_joints(algo_test::Rng& rng, float share, float q[LIBALGO_MAX_JOINTS])
 {
     float lo[8], hi[8];
@@ -102,7 +93,7 @@ protected:
     static void reset()
     {
         clear_envelope();
-        // An all-zero fence record, as at start (both shapes are stored by their types).
+        // An all-zero fence record, as at start (each shape is stored by its own type).
         libalgo_set_fence_para(LIBALGO_FENCE_PLANE, 0, 0, FenceShape{}, nullptr);
         libalgo_set_fence_para(LIBALGO_FENCE_CUBOID, 0, 0, FenceShape{}, nullptr);
         set_motion_mode(LIBALGO_MOTION_PLANNER);
