@@ -6,6 +6,7 @@
  *   libalgo_kinematics.h  forward kinematics, the universal chain, Jacobians,
  *                    singularity analysis and pose helpers
  *   libalgo_ikine.h  inverse kinematics: dispatch, selection, the six-axis solvers
+ *   libalgo_ikine7.h  the seven-axis solvers and the arm angle
  *
  * Inside the library lengths are metres, angles radians, times seconds, and storage is
  * single precision unless a name says double. */
@@ -19,5 +20,6 @@
 #include "libalgo_model.h"
 #include "libalgo_kinematics.h"
 #include "libalgo_ikine.h"
+#include "libalgo_ikine7.h"
 
 #endif /* LIBALGO_H */
