@@ -5,6 +5,8 @@
 #include <cmath>
 
 #include "libalgo_ikine.h"
+#include "libalgo_ikine7.h"
+#include "libalgo_matrix.h"
 #include "libalgo_model.h"
 
 int global_is_movl = 1;
@@ -43,6 +45,17 @@ bool pose_is_finite(const Pose& pose, uint8_t flag)
     for (int i = 0; i < n; ++i)
         if (!std::isfinite(orientation[i])) return false;
     return true;
+}
+
+// The seven-axis solvers read seven joints of a reference.
+constexpr int kSevenAxes = 7;
+
+// The flange for the tool in the arm's world frame: inverse(Ti) T inverse(Tt).
+Mat flange_target(const Matrix& target)
+{
+    const Matrix base = matrix_inv_coordinate_system(libalgo_get_robot_install_angle_matrix());
+    const Matrix tool = matrix_inv_coordinate_system(libalgo_get_tool_cs_matrix());
+    return matrix_to_mat(matrix_m(matrix_m(base, target), tool));
 }
 
 // First joint (from 1) whose step exceeds its speed limit times `period`, else 0.
@@ -97,13 +110,17 @@ int inverse_kinematics(const float* q_ref, Pose pose, float* q_out, uint8_t flag
     case LUM66:
     case LUM67:
         return inverse_kinematics_lum6(target, q, q_out);
-    // Seven-axis solvers: AX71 takes the flange target inverse(Ti) T inverse(Tt) as a Mat
-    // with the local q; TOR77 and TOR77II the same target with q_ref as given. Until they
-    // are wired in here, these models have no solver.
+    // The seven-axis solvers take the flange, inverse(Ti) T inverse(Tt). AX71 works on the
+    // local reference (and adds the offsets to it in place); TOR77 takes the reference as
+    // given, without the pull-back of the last joint, in a copy of its seven joints.
     case AX71:
+        return inverse_kinematics_ax_71(flange_target(target), q, q_out);
     case TOR77:
-    case TOR77II:
-        return -4;
+    case TOR77II: {
+        float given[LIBALGO_MAX_JOINTS] = {};
+        for (int j = 0; j < kSevenAxes; ++j) given[j] = q_ref[j];
+        return inverse_kinematics_tor7(flange_target(target), given, q_out);
+    }
     default:  // AL64I, UNIVERSAL and unknown numbers
         return -4;
     }
