@@ -16,7 +16,8 @@ void product4(const T a[4][4], const T b[4][4], T out[4][4])
 {
     T r[4][4];  // out may be a or b
     for (int i = 0; i < 4; ++i)
-        for (int j = 0; j < 4; ++j) r[i][j] = a[i][0] * b[0][j] + a[i][1] * b[1][j] + a[i][2] * b[2][j] + a[i][3] * b[3][j];
+        for (int j = 0; j < 4; ++j)
+            r[i][j] = a[i][0] * b[0][j] + a[i][1] * b[1][j] + a[i][2] * b[2][j] + a[i][3] * b[3][j];
     for (int i = 0; i < 4; ++i)
         for (int j = 0; j < 4; ++j) out[i][j] = r[i][j];
 }
@@ -187,16 +188,16 @@ void link_matrix(Family family, const NominalLink& link, const DH& dh, double th
     const double d = link.d_entry == kNone ? 0.0 : dh.d[link.d_entry];
     const double a = link.a_entry == kNone ? 0.0 : dh.a[link.a_entry];
     if (family == Family::kAx71) {
-        const double m[4][4] = {{ct, -st * ca, st * sa, a * ct},
-                                {st, ct * ca, -ct * sa, a * st},
-                                {0, sa, ca, d},
+        const double m[4][4] = {{ct, -st * ca, st * sa, a * ct},  //
+                                {st, ct * ca, -ct * sa, a * st},  //
+                                {0, sa, ca, d},                   //
                                 {0, 0, 0, 1}};
         for (int i = 0; i < 4; ++i)
             for (int j = 0; j < 4; ++j) out[i][j] = m[i][j];
     } else {
-        const double m[4][4] = {{ct, -st, 0, a},
-                                {st * ca, ct * ca, -sa, -d * sa},
-                                {st * sa, ct * sa, ca, d * ca},
+        const double m[4][4] = {{ct, -st, 0, a},                   //
+                                {st * ca, ct * ca, -sa, -d * sa},  //
+                                {st * sa, ct * sa, ca, d * ca},    //
                                 {0, 0, 0, 1}};
         for (int i = 0; i < 4; ++i)
             for (int j = 0; j < 4; ++j) out[i][j] = m[i][j];
@@ -445,6 +446,14 @@ int load_head(Family family, const Target& target, const float* q_ref, Head* hea
  * Candidates and the ranking
  * -------------------------------------------------------------------------- */
 
+namespace {
+
+// Seven joints differ by at most pi each on the circle: a cost beyond this is no
+// candidate's.
+constexpr double kNoCandidateAbove = 1000.0;
+
+}  // namespace
+
 double circular_cost(const Head& head, const double q[kJoints])
 {
     double cost = 0.0;
@@ -462,13 +471,14 @@ bool settles_inside(const Head& head, const double q[kJoints])
     return true;
 }
 
-bool Best::offer(bool inside_limits, double candidate_cost, const double candidate[kJoints], int from_branch,
+bool Best::offer(int candidate_tier, double candidate_cost, const double candidate[kJoints], int from_branch,
                  double at_param)
 {
-    const bool better = inside_limits != inside ? inside_limits : candidate_cost < cost;
+    if (!(candidate_cost < kNoCandidateAbove)) return false;  // NaN too
+    const bool better = candidate_tier != tier ? candidate_tier < tier : candidate_cost < cost;
     if (!better) return false;
     found = true;
-    inside = inside_limits;
+    tier = candidate_tier;
     cost = candidate_cost;
     for (int j = 0; j < kJoints; ++j) q[j] = candidate[j];
     branch = from_branch;

@@ -156,13 +156,13 @@ struct Head {
     Family family;
     DH dh;
     Target target;
-    double ref[kJoints];     // model reference; joint 7 less its whole turns
-    double turns7;           // whole turns split off joint 7's reference (2 pi k)
+    double ref[kJoints];  // model reference; joint 7 less its whole turns
+    double turns7;        // whole turns split off joint 7's reference (2 pi k)
     double offset[kJoints];
     double lim_max[kJoints];  // model limits (joint limits plus offset)
     double lim_min[kJoints];
-    double vmax[kJoints];    // rad/s
-    double period;           // s, the control period
+    double vmax[kJoints];  // rad/s
+    double period;         // s, the control period
 };
 
 // The nearest rotation to a near-orthonormal r. A target in float is orthonormal only to
@@ -194,19 +194,26 @@ double circular_cost(const Head& head, const double q[kJoints]);
 // inside the widened limits.
 bool settles_inside(const Head& head, const double q[kJoints]);
 
-// The best candidate so far: inside the limits before outside, then the lower cost; a
-// later candidate must be strictly better. `branch` and `param` say where it came from,
-// for a refinement.
+// Rank of a candidate, the lower the better: exact answers before those held at the edge
+// of reach (nearest the target where a cosine lay a little beyond +-1), and within each,
+// those inside the limits before those outside.
+inline int tier_of(bool exact, bool inside) { return (exact ? 0 : 2) + (inside ? 0 : 1); }
+inline constexpr int kNoTier = 4;
+
+// The best candidate so far: the lowest tier, then the lower cost; a later candidate must
+// be strictly better, and a cost must be finite and below any that seven joints on the
+// circle can sum to. `branch` and `param` say where it came from, for a refinement.
 struct Best {
     bool found = false;
-    bool inside = false;
+    int tier = kNoTier;
     double cost = 0.0;
     double q[kJoints] = {};
     int branch = 0;
     double param = 0.0;
 
-    explicit Best(double ceiling) : cost(ceiling) {}
-    bool offer(bool inside_limits, double candidate_cost, const double candidate[kJoints], int from_branch,
+    bool inside() const { return found && tier % 2 == 0; }
+    bool exact() const { return found && tier < 2; }
+    bool offer(int candidate_tier, double candidate_cost, const double candidate[kJoints], int from_branch,
                double at_param);
 };
 

@@ -34,10 +34,7 @@ struct Geometry {
 Geometry geometry_of(const DH& dh) { return {dh.d[0], dh.d[2], dh.d[4], dh.d[6]}; }
 
 // The wrist relative to the shoulder, for the flange target.
-Vec3 target_wrist(const Geometry& g, const Target& t)
-{
-    return t.p - g.d7 * column(t.r, 2) - Vec3{0.0, 0.0, g.d1};
-}
+Vec3 target_wrist(const Geometry& g, const Target& t) { return t.p - g.d7 * column(t.r, 2) - Vec3{0.0, 0.0, g.d1}; }
 
 // Joint 4's axis in the reference plane at angle `plane`: column 1 of Rz(plane) Ry(q2).
 Vec3 reference_axis4(double plane) { return {-std::sin(plane), std::cos(plane), 0.0}; }
@@ -50,8 +47,8 @@ double signed_angle(Vec3 from, Vec3 to, Vec3 about) { return std::atan2(dot(abou
 
 struct ArmAngleForm {
     double q4;
-    Vec3 u;          // unit, shoulder to wrist
-    Vec3 axis4_ref;  // joint 4's axis in the reference plane
+    Vec3 u;             // unit, shoulder to wrist
+    Vec3 axis4_ref;     // joint 4's axis in the reference plane
     TurnForm shoulder;  // Rz(q1) Ry(q2) Rz(q3) at psi
     TurnForm wrist;     // Rz(q5) Ry(q6) Rz(q7) at psi
 };
@@ -92,7 +89,10 @@ void joints_at(const ArmAngleForm& f, double psi, int gc2, int gc6, const double
     zyz_angles(turned(f.wrist, psi), gc6, hint[4], &q[4]);
 }
 
-double arm_angle_of(const ArmAngleForm& f, const double q[kJoints]) { return signed_angle(f.axis4_ref, axis4_of(q), f.u); }
+double arm_angle_of(const ArmAngleForm& f, const double q[kJoints])
+{
+    return signed_angle(f.axis4_ref, axis4_of(q), f.u);
+}
 
 /* -----------------------------------------------------------------------------
  * Tracking and traversal
@@ -111,8 +111,6 @@ void track(const Head& head, double q[kJoints])
 constexpr float kSweepStart = -3.14159265f;
 constexpr float kSweepEnd = 3.14159265f;
 constexpr float kSweepStep = 0.06f;
-// The cost every candidate lies below: seven joints differ by at most pi each.
-constexpr double kNoCandidateCost = 1000.0;
 // Golden-section steps of the refinement around the best value of the sweep: the bracket
 // of two sweep steps shrinks below 1e-6 rad.
 constexpr int kRefineSteps = 30;
@@ -131,20 +129,24 @@ void offer_all_branches(const Head& head, const ArmAngleForm forms[kElbows], dou
             for (int gc6 : {1, -1}) {
                 double q[kJoints];
                 joints_at(forms[elbow], psi, gc2, gc6, head.ref, q);
-                best->offer(settles_inside(head, q), circular_cost(head, q), q, branch_of(elbow, gc2, gc6), psi);
+                best->offer(tier_of(true, settles_inside(head, q)), circular_cost(head, q), q,
+                            branch_of(elbow, gc2, gc6), psi);
             }
 }
 
 // Traversal: every branch over the sweep and at the reference's own arm angle, the best
-// refined between its neighbours of the sweep. False when no candidate is finite (a DH
-// table without an upper arm or forearm).
+// refined between its neighbours of the sweep; and the reference brought onto the target by
+// steps of least norm, which finds the answer near a singular shoulder or wrist, where the
+// joints turn so fast with the arm angle that the valley of the nearest answer is narrower
+// than a step of the sweep. False when no candidate is finite (a DH table without an upper
+// arm or forearm).
 bool traverse(const Head& head, double q[kJoints])
 {
     const Geometry g = geometry_of(head.dh);
     ArmAngleForm forms[kElbows];
     for (int elbow = 0; elbow < kElbows; ++elbow) make_form(g, head.target, elbow_sign(elbow), &forms[elbow]);
 
-    Best best(kNoCandidateCost);
+    Best best;
     for (float psi = kSweepStart; psi <= kSweepEnd; psi += kSweepStep) offer_all_branches(head, forms, psi, &best);
     for (const ArmAngleForm& f : forms) offer_all_branches(head, forms, arm_angle_of(f, head.ref), &best);
     if (!best.found) return false;
@@ -157,11 +159,16 @@ bool traverse(const Head& head, double q[kJoints])
         return circular_cost(head, c);
     };
     double refined_cost = 0.0;
-    const double psi = golden_minimum(cost_at, best.param - kSweepStep, best.param + kSweepStep, kRefineSteps,
-                                      &refined_cost);
+    const double psi =
+        golden_minimum(cost_at, best.param - kSweepStep, best.param + kSweepStep, kRefineSteps, &refined_cost);
     double refined[kJoints];
     joints_at(f, psi, shoulder_sign(branch), wrist_sign(branch), head.ref, refined);
-    best.offer(settles_inside(head, refined), refined_cost, refined, branch, psi);
+    best.offer(tier_of(true, settles_inside(head, refined)), refined_cost, refined, branch, psi);
+
+    double seed[kJoints];
+    for (int j = 0; j < kJoints; ++j) seed[j] = head.ref[j];
+    if (approach(head, seed))
+        best.offer(tier_of(true, settles_inside(head, seed)), circular_cost(head, seed), seed, branch, psi);
     for (int j = 0; j < kJoints; ++j) q[j] = best.q[j];
     return true;
 }
@@ -299,9 +306,6 @@ namespace {
 constexpr double kBothAtZero = 1.74532925199433e-06;
 constexpr double kNudge = 0.000174532925199433;  // 0.01 degrees
 
-// The cost every candidate of the arm-angle form lies below.
-constexpr double kArmAngleNoCandidate = 1000.0;
-
 double linear_circular_cost(const Head& head, const double q[kJoints])
 {
     double cost = 0.0;
@@ -348,17 +352,18 @@ int inverse_kinematics_ax71_for_arm_angle(zk_inverse_kinematics_params_t params,
 
     ArmAngleForm f;
     make_form(geometry_of(head.dh), head.target, branch_sign(head.ref[3]), &f);
-    Best best(kArmAngleNoCandidate);
+    Best best;
     for (int gc2 : {1, -1})
         for (int gc6 : {1, -1}) {
             double q[kJoints];
             joints_at(f, arm_angle, gc2, gc6, head.ref, q);
             settle_into_limits(head, q);
-            best.offer(all_inside(head, q), linear_circular_cost(head, q), q, branch_of(0, gc2, gc6), arm_angle);
+            best.offer(tier_of(true, all_inside(head, q)), linear_circular_cost(head, q), q, branch_of(0, gc2, gc6),
+                       arm_angle);
         }
     if (!best.found) return -1;  // no finite candidate
     for (int j = 0; j < kJoints; ++j) q_solve[j] = static_cast<float>(best.q[j] - head.offset[j]);
-    return best.inside ? 0 : -1;
+    return best.inside() ? 0 : -1;
 }
 
 int calculate_arm_angle_from_config_ax71(float* q_ref, float* arm_angle)
@@ -379,6 +384,7 @@ int calculate_arm_angle_from_config_ax71(float* q_ref, float* arm_angle)
     const Vec3 shoulder = chain_position(chain, 1);
     const Vec3 w = chain_position(chain, 5) - shoulder;
     const Vec3 axis4 = column(chain_rotation(chain, 3), 2);
-    *arm_angle = static_cast<float>(signed_angle(reference_axis4(reference_plane_angle(w)), axis4, unit_or_vertical(w)));
+    *arm_angle =
+        static_cast<float>(signed_angle(reference_axis4(reference_plane_angle(w)), axis4, unit_or_vertical(w)));
     return 0;
 }

@@ -39,6 +39,11 @@ int branch_of(int elbow, int root, int spelling) { return 4 * elbow + 2 * root +
 struct Candidates {
     double q[kBranches][kJoints];
     bool valid[kBranches];
+    bool held[kBranches];  // a cosine beyond +-1 was held at the edge: nearest, not exact
+    // How far the cosines of the elbow or of the shoulder's roots lay beyond +-1 at the
+    // least, 0 where a candidate exists: the distance from this x to the values of joint 7
+    // that reach the target.
+    double excess;
 };
 
 // A cosine this little beyond +-1 is taken as +-1: the arm is held at the edge of its
@@ -48,6 +53,11 @@ constexpr double kEdgeBand = 0.001;
 // Where the condition on joint 5's axis has coefficients this small it does not fix the
 // shoulder (joint 6's axis along the shoulder-wrist line): no isolated solution.
 constexpr double kConditionVanishes = 1e-12;
+// The excess of a cosine that does not exist.
+constexpr double kUnreachable = 1e9;
+
+// How far a cosine lies beyond +-1.
+double beyond_unit(double c) { return std::isnan(c) ? kUnreachable : std::fmax(0.0, std::fabs(c) - 1.0); }
 
 // Brings a cosine onto [-1, 1]: false when it lies beyond the band and `anywhere` does not
 // allow holding it at the edge regardless (a NaN is never held).
@@ -71,6 +81,8 @@ Reach solve_at(const Geometry& g, const Target& t, double x, bool hold_anywhere,
                Candidates* out)
 {
     for (bool& v : out->valid) v = false;
+    for (bool& h : out->held) h = false;
+    out->excess = kUnreachable;
     const double c7 = std::cos(x), s7 = std::sin(x);
     const Vec3 n = mul(t.r, Vec3{s7, c7, 0.0});
     const Vec3 wrist = t.p - g.d7 * column(t.r, 2) - g.a7 * mul(t.r, Vec3{c7, -s7, 0.0});
@@ -82,7 +94,11 @@ Reach solve_at(const Geometry& g, const Target& t, double x, bool hold_anywhere,
     const double k1 = g.a4 * g.a5 + g.d3 * g.d5, k2 = g.d3 * g.a5 - g.a4 * g.d5;
     const double phi = std::atan2(k2, k1);
     double elbow_cos = (dot(w, w) - a - b) / (2.0 * std::hypot(k1, k2));
+    const double elbow_excess = beyond_unit(elbow_cos);
+    const bool elbow_held = elbow_excess > 0.0;
+    out->excess = elbow_excess;
     if (!onto_unit_range(&elbow_cos, hold_anywhere)) return Reach::kElbowOutOfReach;
+    double least = kUnreachable;
     const double elbow_spread = std::acos(elbow_cos);
 
     const Vec3 u = unit_or_vertical(w);
@@ -102,6 +118,8 @@ Reach solve_at(const Geometry& g, const Target& t, double x, bool hold_anywhere,
         const double size = std::hypot(ca, cb);
         if (!(size > kConditionVanishes)) continue;
         double root_cos = -along / size;
+        least = std::fmin(least, std::fmax(elbow_excess, beyond_unit(root_cos)));
+        const bool held = elbow_held || beyond_unit(root_cos) > 0.0;
         if (!onto_unit_range(&root_cos, hold_anywhere)) continue;
         const double centre = std::atan2(ca, cb), spread = std::acos(root_cos);
 
@@ -128,9 +146,11 @@ Reach solve_at(const Geometry& g, const Target& t, double x, bool hold_anywhere,
                     out->q[k][2] += tarn::kPi;
                 }
                 out->valid[k] = true;
+                out->held[k] = held;
             }
         }
     }
+    out->excess = least;
     return Reach::kSolved;
 }
 
@@ -159,7 +179,8 @@ bool reaches(const Head& head, double q[kJoints])
 // The sweep of joint 7: within half a turn of the reference, clipped to joint 7's limits,
 // in steps of 0.06 rad (about 105 values) on a grid through the reference.
 constexpr double kSweepStep = 0.06;
-// The cost every candidate lies below: seven joints differ by at most pi each.
+// The cost the refinement gives a value of joint 7 without the branch it follows: above
+// any candidate's.
 constexpr double kNoCandidateCost = 10000.0;
 // Golden-section steps of the refinement between the neighbours of the best value: the
 // bracket of two sweep steps shrinks below 1e-6 rad.
@@ -170,7 +191,8 @@ constexpr int kFromReference = kBranches;
 void offer_candidates(const Head& head, const Candidates& c, double x, Best* best)
 {
     for (int k = 0; k < kBranches; ++k)
-        if (c.valid[k]) best->offer(settles_inside(head, c.q[k]), circular_cost(head, c.q[k]), c.q[k], k, x);
+        if (c.valid[k])
+            best->offer(tier_of(!c.held[k], settles_inside(head, c.q[k])), circular_cost(head, c.q[k]), c.q[k], k, x);
 }
 
 // The best candidate of the sweep refined between its neighbours of the sweep.
@@ -187,13 +209,55 @@ void refine(const Head& head, const Geometry& g, double lo, double hi, Best* bes
     const double x = golden_minimum(cost_at, std::fmax(lo, best->param - kSweepStep),
                                     std::fmin(hi, best->param + kSweepStep), kRefineSteps, &refined_cost);
     if (solve_at(g, head.target, x, false, head.ref, &c) == Reach::kSolved && c.valid[branch])
-        best->offer(settles_inside(head, c.q[branch]), circular_cost(head, c.q[branch]), c.q[branch], branch, x);
+        best->offer(tier_of(!c.held[branch], settles_inside(head, c.q[branch])), circular_cost(head, c.q[branch]),
+                    c.q[branch], branch, x);
 }
 
-// Traversal: every branch over the sweep of joint 7, the best refined; and the reference
-// itself brought onto the target by steps of least norm, which finds the answer where the
-// configurations of the target span less of joint 7 than a step of the sweep (they fold
-// together near the parametrisation's singularities).
+// Where no value of the sweep reaches the target exactly, the values that do lie between
+// steps (the configurations of the target fold together there): a finer sweep within two
+// steps of the value nearest reach, and failing that, the candidates at the finer value
+// nearest reach held at the edge and brought onto the target by steps of least norm.
+void reach_between_steps(const Head& head, const Geometry& g, double lo, double hi, double nearest, Best* best)
+{
+    constexpr double kFineStep = kSweepStep / 12.0;
+    constexpr double kFineSpan = 2.0 * kSweepStep;
+    Candidates c;
+    double fine_nearest = nearest, excess = kUnreachable;
+    const double last = std::fmin(hi, nearest + kFineSpan);
+    for (double x = std::fmax(lo, nearest - kFineSpan); x <= last; x += kFineStep) {
+        if (solve_at(g, head.target, x, false, head.ref, &c) == Reach::kSolved) offer_candidates(head, c, x, best);
+        if (c.excess < excess) {
+            excess = c.excess;
+            fine_nearest = x;
+        }
+    }
+    if (best->exact() || !(excess < kUnreachable)) return;
+    solve_at(g, head.target, fine_nearest, true, head.ref, &c);
+    for (int k = 0; k < kBranches; ++k) {
+        if (!c.valid[k] || !approach(head, c.q[k])) continue;
+        best->offer(tier_of(true, settles_inside(head, c.q[k])), circular_cost(head, c.q[k]), c.q[k], k,
+                    c.q[k][kJoints - 1]);
+    }
+}
+
+// Every candidate over the values of joint 7 from `first` up to `last` in steps of the
+// sweep; the value nearest reach goes to *nearest where its excess is below *excess.
+void sweep(const Head& head, const Geometry& g, double first, double last, Best* best, double* nearest, double* excess)
+{
+    Candidates c;
+    for (int i = 0; first + i * kSweepStep <= last; ++i) {
+        const double x = first + i * kSweepStep;
+        if (solve_at(g, head.target, x, false, head.ref, &c) == Reach::kSolved) offer_candidates(head, c, x, best);
+        if (c.excess < *excess) {
+            *excess = c.excess;
+            *nearest = x;
+        }
+    }
+}
+
+// Traversal: every branch over the sweep of joint 7 within half a turn of the reference,
+// and over the rest of joint 7's range where that finds nothing; the best refined. Besides,
+// the reference brought onto the target by steps of least norm.
 int traverse(const Head& head, float* q_out)
 {
     constexpr int j7 = kJoints - 1;
@@ -201,24 +265,31 @@ int traverse(const Head& head, float* q_out)
     const double lo = std::fmax(r7 - tarn::kPi, head.lim_min[j7]);
     const double hi = std::fmin(r7 + tarn::kPi, head.lim_max[j7]);
     if (!(lo <= hi)) return -1;
+    // The grid runs through the reference, or starts at the window's end when the
+    // reference lies beyond joint 7's limits.
     const double first = r7 >= lo && r7 <= hi ? r7 - std::floor((r7 - lo) / kSweepStep) * kSweepStep : lo;
 
     const Geometry g = geometry_of(head.dh);
-    Best best(kNoCandidateCost);
-    Candidates c;
-    for (int i = 0; first + i * kSweepStep <= hi; ++i) {
-        const double x = first + i * kSweepStep;
-        if (solve_at(g, head.target, x, false, head.ref, &c) == Reach::kSolved) offer_candidates(head, c, x, &best);
+    Best best;
+    double nearest = first, excess = kUnreachable;
+    sweep(head, g, first, hi, &best, &nearest, &excess);
+    const double range_lo = head.lim_min[j7], range_hi = head.lim_max[j7];
+    if (!best.found) {
+        const double below = first - std::floor((first - range_lo) / kSweepStep) * kSweepStep;
+        sweep(head, g, below, range_hi, &best, &nearest, &excess);
     }
-    if (best.found) refine(head, g, lo, hi, &best);
+    if (!best.exact() && excess < kUnreachable) reach_between_steps(head, g, range_lo, range_hi, nearest, &best);
+    if (best.found && best.branch < kBranches) refine(head, g, range_lo, range_hi, &best);
     double seed[kJoints];
     for (int j = 0; j < kJoints; ++j) seed[j] = head.ref[j];
-    if (approach(head, seed) && seed[j7] >= head.lim_min[j7] && seed[j7] <= head.lim_max[j7])
-        best.offer(settles_inside(head, seed), circular_cost(head, seed), seed, kFromReference, seed[j7]);
+    if (approach(head, seed) && seed[j7] >= range_lo && seed[j7] <= range_hi)
+        best.offer(tier_of(true, settles_inside(head, seed)), circular_cost(head, seed), seed, kFromReference,
+                   seed[j7]);
     if (!best.found) return -1;
 
     double q[kJoints];
     for (int j = 0; j < kJoints; ++j) q[j] = best.q[j];
+    if (!best.exact()) approach(head, q);
     if (!reaches(head, q)) return -1;
     return finish(head, q, q_out);
 }
@@ -295,9 +366,9 @@ int track(const Head& head, const float* q_ref, float* q_out)
     if (x >= head.lim_min[j7] && x <= head.lim_max[j7]) {
         Candidates c;
         if (solve_at(geometry_of(head.dh), head.target, x, speed_ok, head.ref, &c) != Reach::kSolved) return -1;
-        Best best(kNoCandidateCost);
+        Best best;
         for (int k = 0; k < kBranches; ++k)
-            if (c.valid[k]) best.offer(false, circular_cost(head, c.q[k]), c.q[k], k, x);
+            if (c.valid[k]) best.offer(0, circular_cost(head, c.q[k]), c.q[k], k, x);
         if (!best.found) return -1;
         for (int j = 0; j < kJoints; ++j) q[j] = wrap_near(best.q[j], head.ref[j]);
         closed_form = true;
