@@ -11,7 +11,9 @@
  *   tracking   the answer follows the reference; the planner passes the previous answer
  *              each control period and consecutive answers are continuous;
  *   traversal  the parameter is swept and the configuration nearest the reference wins,
- *              those inside the joint limits before those outside (offline use).
+ *              those inside the joint limits before those outside (offline use). TOR77
+ *              sweeps joint 7 within half a turn of the reference, and the rest of its
+ *              range when that finds nothing.
  *
  * Units: radians, metres. Joint vectors hold seven joints (float[8] with a spare is fine).
  * The flange target F is a 4 x 4 Mat: the flange in the arm's base frame, that is the tool
@@ -20,11 +22,12 @@
  *
  * Results:
  *    0  solved; q_out holds the answer
- *   -1  no solution (TOR77: nothing in the searched interval, a target beyond reach, or a
- *       move deeper into a singularity, which leaves the reference in q_out); arm angle
- *       form: the answer lies outside the joint limits. Also: a null pointer, a target
- *       that is not a finite 4 x 4, a non-finite reference or an answer that is not
- *       finite; q_out is then untouched
+ *   -1  no solution (TOR77: nothing in the searched interval, a target beyond reach, that
+ *       is missed by more than 0.5 mm or 2 mrad, or in tracking a move deeper into a
+ *       singularity, which leaves the reference in q_out); arm angle form: the answer lies
+ *       outside the joint limits. Also: a null pointer, a target that is not a finite
+ *       4 x 4, a non-finite reference or an answer that is not finite. Except where the
+ *       reference is given back, q_out is untouched
  *   -2  the answer lies outside the joint limits (0.0087 rad of margin) or, in TOR77
  *       tracking, a joint would move faster than its speed limit in one control period;
  *       q_out holds the answer all the same
