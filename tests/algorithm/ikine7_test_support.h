@@ -35,6 +35,17 @@ inline void use_model(const SevenAxisModel& model)
     ASSERT_EQ(libalgo_set_robot_and_sensor_type(model.type, model.sensor), 0);
 }
 
+// Install, tool and work frames away from the identity, so that their removal is tested.
+inline void use_frames()
+{
+    const Euler install{0.3f, -0.2f, 0.5f};
+    libalgo_set_robot_install_angle(&install);
+    const Coord tool{0.01f, -0.02f, 0.08f, 0.1f, 0.2f, -0.3f};
+    libalgo_set_tool_cs_params(&tool);
+    const Coord work{0.2f, -0.1f, 0.05f, 0.0f, 0.1f, 0.7f};
+    libalgo_set_work_cs_params(&work);
+}
+
 inline bool is_ax71() { return libalgo_get_robot_type() == AX71; }
 
 // Sets a search strategy for the life of the guard and restores tracking, the default,

@@ -122,14 +122,7 @@ protected:
     void SetUp() override
     {
         use_model(kAx71);
-        // Frames away from the identity: the solution at an arm angle takes a tool pose in
-        // the work frame.
-        const Euler install{0.3f, -0.2f, 0.5f};
-        libalgo_set_robot_install_angle(&install);
-        const Coord tool{0.01f, -0.02f, 0.08f, 0.1f, 0.2f, -0.3f};
-        libalgo_set_tool_cs_params(&tool);
-        const Coord work{0.2f, -0.1f, 0.05f, 0.0f, 0.1f, 0.7f};
-        libalgo_set_work_cs_params(&work);
+        use_frames();  // the solution at an arm angle takes a tool pose in the work frame
     }
 
     static zk_inverse_kinematics_params_t request(const float* q, const float* ref, uint8_t flag)
