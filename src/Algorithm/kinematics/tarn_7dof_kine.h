@@ -219,6 +219,9 @@ struct Best {
 
 // Golden-section search of a minimum of cost over [lo, hi]; the value found goes to
 // *value. A fixed count of steps: the bracket shrinks to 0.618^steps of its width.
+// The traversals refine the best value of their sweeps with kRefineSteps: a bracket of two
+// sweep steps shrinks below 1e-6 rad.
+inline constexpr int kRefineSteps = 30;
 template <class Cost>
 double golden_minimum(Cost&& cost, double lo, double hi, int steps, double* value)
 {

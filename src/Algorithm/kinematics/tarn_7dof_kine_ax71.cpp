@@ -16,6 +16,7 @@
 // arm angle of a joint vector is the signed angle about u from the axis of joint 4 in the
 // reference plane to its axis in the arm (both normal to their planes).
 #include "Algorithm/kinematics/tarn_7dof_kine.h"
+#include "Algorithm/kinematics/tarn_ikine.h"
 
 #include <initializer_list>
 
@@ -111,9 +112,6 @@ void track(const Head& head, double q[kJoints])
 constexpr float kSweepStart = -3.14159265f;
 constexpr float kSweepEnd = 3.14159265f;
 constexpr float kSweepStep = 0.06f;
-// Golden-section steps of the refinement around the best value of the sweep: the bracket
-// of two sweep steps shrinks below 1e-6 rad.
-constexpr int kRefineSteps = 30;
 
 // Branch number of a candidate: two elbows x two shoulders x two wrists.
 constexpr int kElbows = 2;
@@ -272,13 +270,6 @@ bool flange_target(const zk_pose_t& given, uint8_t flag, Target* target)
  * Exported
  * -------------------------------------------------------------------------- */
 
-namespace {
-
-// A range above this stands for a traversal.
-constexpr float kTraversalRangeAbove = 1.0f;
-
-}  // namespace
-
 int inverse_kinematics_ax_71(Mat F, float* q_ref, float* q_out)
 {
     if (!q_ref || !q_out) return -1;
@@ -290,7 +281,7 @@ int inverse_kinematics_ax_71(Mat F, float* q_ref, float* q_out)
     for (int j = 0; j < kJoints; ++j) q_ref[j] += static_cast<float>(head.offset[j]);
 
     double q[kJoints];
-    if (ikine_get_solution_range_ax71() > kTraversalRangeAbove) {
+    if (ikine_get_solution_range_ax71() > tarn::kTraversalRangeAbove) {
         if (!traverse(head, q)) return -1;
     } else if (!near_closed_form_singularity(head.ref) || !jacobian_route(head, q)) {
         track(head, q);

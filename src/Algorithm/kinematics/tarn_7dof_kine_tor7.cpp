@@ -182,9 +182,6 @@ constexpr double kSweepStep = 0.06;
 // The cost the refinement gives a value of joint 7 without the branch it follows: above
 // any candidate's.
 constexpr double kNoCandidateCost = 10000.0;
-// Golden-section steps of the refinement between the neighbours of the best value: the
-// bracket of two sweep steps shrinks below 1e-6 rad.
-constexpr int kRefineSteps = 30;
 // The branch number of the polished reference, outside those of the closed form.
 constexpr int kFromReference = kBranches;
 

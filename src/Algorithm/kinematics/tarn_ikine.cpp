@@ -17,8 +17,6 @@ namespace {
 // The two values of the solution range that the strategy setter stands for.
 constexpr float kTrackingRange = 0.013f;
 constexpr float kTraversalRange = 3.14f;
-// A range above this stands for a traversal.
-constexpr float kTraversalRangeAbove = 1.0f;
 
 // A reference of the last joint up to 2 degrees beyond a full turn is pulled back onto
 // the turn, so that a joint parked at 360 degrees does not count as one more turn.
@@ -225,7 +223,7 @@ int ikine_get_7dof_solver_search_strategy(void) { return global_is_movl; }
 void ikine_set_solution_range_ax71(float range)
 {
     theta_v = range;
-    global_is_movl = range > kTraversalRangeAbove ? 0 : 1;
+    global_is_movl = range > tarn::kTraversalRangeAbove ? 0 : 1;
 }
 
 float ikine_get_solution_range_ax71(void) { return theta_v; }
