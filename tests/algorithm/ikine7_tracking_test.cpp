@@ -25,9 +25,11 @@ INSTANTIATE_TEST_SUITE_P(Models, SevenAxis, ::testing::Values(kAx71, kAx71Xf, kT
 // largest joint step of the path. The answers drift along the redundancy away from the
 // path's own joints: toward a singular set, where the joints speed up as they must but
 // never jump to another branch, or out of the limits, which (with a joint faster than its
-// limit, for TOR77) is the only -2.
-constexpr double kContinuityFactor = 4.0;
+// limit, for TOR77) is the only -2. TOR77 may refuse to move deeper into a singularity,
+// which ends the path there.
+constexpr double kContinuityFactor = 8.0;
 constexpr double kNoBranchJump = 0.2;  // rad per step, far below a jump of pi
+constexpr double kNearSingularGramDet = 1e-5;
 constexpr int kPathSteps = 600;
 
 TEST_P(SevenAxis, TrackingFollowsSmoothPaths)
@@ -46,6 +48,11 @@ TEST_P(SevenAxis, TrackingFollowsSmoothPaths)
             path.at(k, q);
             const Mat target = flange_of(q);
             const int rc = solve(target, prev, out);
+            if (rc == -1 && !is_ax71()) {
+                ASSERT_LT(tor7_gram_det(prev), kNearSingularGramDet) << "path " << p << " step " << k;
+                ASSERT_EQ(max_step(out, prev), 0.0) << "path " << p << " step " << k;
+                break;
+            }
             const bool regular = inside_widened_limits(out) && (is_ax71() || within_speed(prev, out));
             ASSERT_EQ(rc, regular ? 0 : -2) << "path " << p << " step " << k;
             ASSERT_TRUE(reproduces(out, target)) << "path " << p << " step " << k;
@@ -152,7 +159,7 @@ protected:
 TEST_F(ArmAngle, ConfigurationComesBackAtItsArmAngle)
 {
     Rng rng(1001);
-    constexpr double kRegular = 0.05;         // rad, and m for the wrist off the axis
+    constexpr double kRegular = 0.1;          // rad, and m for the wrist off the axis
     constexpr double kJointTolerance = 1e-4;  // rad
     const int n = property_cases();
     int tested = 0;
