@@ -8,6 +8,7 @@
  *   libalgo_ikine.h  inverse kinematics: dispatch, selection, the six-axis solvers
  *   libalgo_safety.h  collision geometry, the self-collision model and fences
  *   libalgo_planner_state.h  the planner's speed state read by the safety checks
+ *   libalgo_ikine7.h  the seven-axis solvers and the arm angle
  *
  * Inside the library lengths are metres, angles radians, times seconds, and storage is
  * single precision unless a name says double. */
@@ -23,5 +24,6 @@
 #include "libalgo_ikine.h"
 #include "libalgo_safety.h"
 #include "libalgo_planner_state.h"
+#include "libalgo_ikine7.h"
 
 #endif /* LIBALGO_H */
