@@ -65,6 +65,14 @@ zk_sim::SimOptions options_for(const std::string& product, double speed_scale)
     return options;
 }
 
+zk_sim::SimModel model_of(const std::string& product)
+{
+    zk_sim::SimModel model;
+    std::string reason;
+    EXPECT_TRUE(zk_sim::sim_model_from_product(product, &model, &reason)) << reason;
+    return model;
+}
+
 RunningSimulator::RunningSimulator(zk_sim::SimOptions options)
 {
     options.port = 0;

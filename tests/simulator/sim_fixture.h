@@ -52,6 +52,9 @@ private:
 // Quick options for a test: a model, and motion this many times faster than a real arm.
 zk_sim::SimOptions options_for(const std::string& product = "AX61-B", double speed_scale = 20);
 
+// The model a product text names; fails the test for an unknown one.
+zk_sim::SimModel model_of(const std::string& product);
+
 // A raw client connection.
 class WireClient {
 public:
