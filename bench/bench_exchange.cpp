@@ -31,6 +31,9 @@ void get_round_trip(benchmark::State& state, zk_thread_mode_e mode)
 void BM_GetExchangeSingleMode(benchmark::State& state) { get_round_trip(state, ZK_SINGLE_MODE_E); }
 BENCHMARK(BM_GetExchangeSingleMode)->UseRealTime()->Iterations(2000);
 
+void BM_GetExchangeDualMode(benchmark::State& state) { get_round_trip(state, ZK_DUAL_MODE_E); }
+BENCHMARK(BM_GetExchangeDualMode)->UseRealTime()->Iterations(2000);
+
 // The reference the wait is measured against: send, then look for the reply only after a
 // blind 2 ms sleep, round after round.
 void BM_BlindPollingBaseline(benchmark::State& state)

@@ -2,7 +2,9 @@
 // receive thread fills it and waiting commands take their replies from it.
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
 
 constexpr int kFifoSlots = 40;
 constexpr int kFifoNameCapacity = 50;
@@ -24,4 +26,10 @@ struct zk_socket_fifo_handle {
     uint8_t head;  // unused: the store is not a ring
     uint8_t tail;  // unused
     uint64_t current_time;  // frames received on this connection
+
+    // The receive thread writes slots while application threads take and clear them: every
+    // access to the slots and the clock holds `lock`, and waiters sleep on `filed` until a
+    // frame arrives rather than polling.
+    std::mutex lock;
+    std::condition_variable filed;
 };

@@ -34,6 +34,9 @@ struct zk_handle_t {
 };
 
 extern zk_handle_t* gHandleList[kMaxRobotHandles];
+// Counts the lives of each slot, so a reader that let go of the table lock can tell that a
+// slot it saw has since been emptied or refilled. Written under the write lock.
+extern uint64_t g_slot_generation[kMaxRobotHandles];
 extern std::atomic<int> g_mode;
 extern std::atomic<int> m_nOutTime;
 extern std::atomic<int> m_nOutTime_max;

@@ -6,11 +6,13 @@
 
 #include "Application/zk_exchange.h"
 #include "Application/zk_handle.h"
+#include "Application/zk_receive.h"
 #include "Application/zk_threads.h"
 #include "Middleware/MIO_JSON.h"
 #include "Middleware/log.h"
 
 zk_handle_t* gHandleList[kMaxRobotHandles] = {};
+uint64_t g_slot_generation[kMaxRobotHandles] = {};
 std::atomic<int> g_mode{ZK_TRIPLE_MODE_E};
 std::atomic<int> m_nOutTime{500};
 std::atomic<int> m_nOutTime_max{1000};
@@ -22,6 +24,21 @@ namespace {
 std::shared_mutex rwlock;
 
 constexpr const char* kApiVersion = "1.0.7";
+
+// Host callbacks run on the library's threads; creating, deleting or destroying from there
+// would wait for the very thread that runs the callback.
+bool refused_on_library_thread(const char* caller)
+{
+    if (!zk_on_library_thread()) return false;
+    zk_log_error("[%s] not allowed from a library callback\n", caller);
+    return true;
+}
+
+void empty_slot(int index)
+{
+    gHandleList[index] = nullptr;
+    ++g_slot_generation[index];
+}
 
 // Returned when a handle could not even be set up (null or over-long ip, port below 1):
 // it carries id -1 like any failed handle, but occupies no slot, so the table never holds a
@@ -62,7 +79,7 @@ int zk_init(zk_thread_mode_e mode)
     zk_wrlock_lock();
     g_mode = mode;
     should_exit = false;
-    for (auto& slot : gHandleList) slot = nullptr;
+    for (int i = 0; i < kMaxRobotHandles; ++i) empty_slot(i);
     zk_wrlock_unlock();
     return zk_threads_start(mode);
 }
@@ -70,15 +87,18 @@ int zk_init(zk_thread_mode_e mode)
 int zk_destory(void)
 {
     should_exit = true;
+    if (refused_on_library_thread("zk_destory")) return 0;
+    // The threads end first, so that none of them touches a connection freed below.
+    zk_threads_stop();
     zk_wrlock_lock();
-    for (auto& slot : gHandleList) {
+    for (int i = 0; i < kMaxRobotHandles; ++i) {
+        zk_handle_t* slot = gHandleList[i];
         if (slot == nullptr) continue;
         slot->socket_handle->close(slot->socket_handle);
         zk_handle_free(slot);
-        slot = nullptr;
+        empty_slot(i);
     }
     zk_wrlock_unlock();
-    zk_threads_stop();
     return 0;
 }
 
@@ -118,6 +138,7 @@ void zk_handle_free(zk_handle_t* handle)
 
 zk_robot_handle* zk_create_robot_arm(const char* ip, int port)
 {
+    if (refused_on_library_thread("zk_create_robot_arm")) return nullptr;
     zk_wrlock_lock();
     int index = 0;
     while (index < kMaxRobotHandles && gHandleList[index] != nullptr) ++index;
@@ -135,6 +156,8 @@ zk_robot_handle* zk_create_robot_arm(const char* ip, int port)
         return &g_unusable_handle;
     }
     gHandleList[index] = handle;
+    ++g_slot_generation[index];
+    zk_receive_thread_wake();
 
     if (handle->socket_handle->socket_id > 0) {
         handle->id = static_cast<uint8_t>(index + 1);
@@ -159,12 +182,14 @@ zk_robot_handle* zk_create_robot_arm(const char* ip, int port)
 
 int zk_delete_robot_arm(zk_robot_handle* handle)
 {
+    if (refused_on_library_thread("zk_delete_robot_arm")) return -1;
     zk_wrlock_lock();
-    for (auto& slot : gHandleList) {
+    for (int i = 0; i < kMaxRobotHandles; ++i) {
+        zk_handle_t* slot = gHandleList[i];
         if (slot == nullptr || &slot->robot_handle != handle) continue;
         slot->socket_handle->close(slot->socket_handle);
         zk_handle_free(slot);
-        slot = nullptr;
+        empty_slot(i);
         zk_wrlock_unlock();
         return 0;
     }

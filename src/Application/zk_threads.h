@@ -3,7 +3,13 @@
 
 #include "zk_types.h"
 
-// Starts the threads a mode needs; 0, or -1 when one cannot start.
+// Starts the threads a mode needs (stopping any left from an earlier start); 0, or -1 when
+// one cannot start.
 int zk_threads_start(zk_thread_mode_e mode);
-// Asks every library thread to end and waits until none touches library memory.
+// Makes every library thread end and joins it; should_exit is already set.
 void zk_threads_stop();
+
+// Library threads mark themselves, so that host callbacks running on them can be kept from
+// calls that would wait for the thread itself (create, delete, destroy).
+void zk_mark_library_thread();
+bool zk_on_library_thread();
