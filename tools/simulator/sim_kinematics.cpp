@@ -160,11 +160,15 @@ bool solve6(std::array<std::array<double, 6>, 6> a, Error b, Error* x)
 constexpr double kPositionTolerance = 1e-6;     // metres
 constexpr double kOrientationTolerance = 1e-6;  // radians
 constexpr double kJacobianStep = 1e-6;          // radians, finite-difference step
-constexpr double kDamping = 1e-3;               // damped least squares, keeps singular poses solvable
+constexpr double kInitialDamping = 1e-2;  // damped least squares, keeps singular poses solvable
+constexpr double kMinDamping = 1e-6;
+constexpr double kMaxDamping = 1e3;
+constexpr double kDampingFactor = 4;
+constexpr double kOrientationWeight = 0.1;  // metres per radian when position and turn are added
 constexpr double kMaxStepPerIteration = 0.2;    // radians, keeps the search near its seed
 constexpr int kMaxIterations = 200;
 // Further starting points tried for a far target; fixed, so that answers repeat.
-constexpr int kRestarts = 24;
+constexpr int kRestarts = 64;
 constexpr unsigned kRestartSeed = 20260115;
 constexpr double kRestartRange = 0.9;  // share of each joint's range the starting points span
 
@@ -203,24 +207,22 @@ bool sim_joints_near(const SimModel& model, const SimPose& target, const Joints&
     goal.p = target.position;
     const int n = model.dof;
     Joints q = seed;  // radians inside the search
-    for (int i = 0; i < n; ++i) q[i] = seed[i] * kDegree;
+    for (int i = 0; i < n; ++i) q[i] = std::clamp(seed[i], model.min_pos[i], model.max_pos[i]) * kDegree;
     auto transform_at = [&](const Joints& radians) {
         Joints degrees{};
         for (int i = 0; i < n; ++i) degrees[i] = radians[i] / kDegree;
         return flange(model, degrees);
     };
+    auto size_of = [](const Error& e) {
+        return std::hypot(e[0], e[1], e[2]) + kOrientationWeight * std::hypot(e[3], e[4], e[5]);
+    };
 
+    Transform now = transform_at(q);
+    Error e = pose_error(now, goal);
+    double damping = kInitialDamping;
     for (int iteration = 0; iteration < kMaxIterations; ++iteration) {
-        const Transform now = transform_at(q);
-        const Error e = pose_error(now, goal);
-        const double position_error = std::hypot(e[0], e[1], e[2]);
-        const double orientation_error = std::hypot(e[3], e[4], e[5]);
-        if (position_error < kPositionTolerance && orientation_error < kOrientationTolerance) {
-            for (int i = 0; i < n; ++i) {
-                const double degrees = q[i] / kDegree;
-                if (degrees > model.max_pos[i] + 1e-9 || degrees < model.min_pos[i] - 1e-9) return false;
-                (*joints)[i] = degrees;
-            }
+        if (std::hypot(e[0], e[1], e[2]) < kPositionTolerance && std::hypot(e[3], e[4], e[5]) < kOrientationTolerance) {
+            for (int i = 0; i < n; ++i) (*joints)[i] = q[i] / kDegree;
             for (int i = n; i < kMaxJoints; ++i) (*joints)[i] = 0;
             return true;
         }
@@ -232,25 +234,38 @@ bool sim_joints_near(const SimModel& model, const SimPose& target, const Joints&
             const Error d = pose_error(now, transform_at(nudged));
             for (int k = 0; k < 6; ++k) jacobian[j][k] = d[k] / kJacobianStep;
         }
-        // dq = J^T (J J^T + damping^2 I)^-1 e
+        // Levenberg-Marquardt: dq = J^T (J J^T + damping^2 I)^-1 e, with the damping raised
+        // after a step that made things worse and lowered after one that helped.
         std::array<std::array<double, 6>, 6> jjt{};
         for (int r = 0; r < 6; ++r)
-            for (int c = 0; c < 6; ++c) {
+            for (int c = 0; c < 6; ++c)
                 for (int j = 0; j < n; ++j) jjt[r][c] += jacobian[j][r] * jacobian[j][c];
-                if (r == c) jjt[r][c] += kDamping * kDamping;
+        for (;;) {
+            auto damped = jjt;
+            for (int r = 0; r < 6; ++r) damped[r][r] += damping * damping;
+            Error y{};
+            if (!solve6(damped, e, &y)) return false;
+            double largest = 0;
+            Joints step{};
+            for (int j = 0; j < n; ++j) {
+                for (int k = 0; k < 6; ++k) step[j] += jacobian[j][k] * y[k];
+                largest = std::max(largest, std::fabs(step[j]));
             }
-        Error y{};
-        if (!solve6(jjt, e, &y)) return false;
-        double largest = 0;
-        Joints step{};
-        for (int j = 0; j < n; ++j) {
-            for (int k = 0; k < 6; ++k) step[j] += jacobian[j][k] * y[k];
-            largest = std::max(largest, std::fabs(step[j]));
-        }
-        const double scale = largest > kMaxStepPerIteration ? kMaxStepPerIteration / largest : 1.0;
-        for (int j = 0; j < n; ++j) {
-            q[j] += step[j] * scale;
-            q[j] = std::clamp(q[j], model.min_pos[j] * kDegree, model.max_pos[j] * kDegree);
+            const double scale = largest > kMaxStepPerIteration ? kMaxStepPerIteration / largest : 1.0;
+            Joints next = q;
+            for (int j = 0; j < n; ++j)
+                next[j] = std::clamp(q[j] + step[j] * scale, model.min_pos[j] * kDegree, model.max_pos[j] * kDegree);
+            const Transform moved = transform_at(next);
+            const Error after = pose_error(moved, goal);
+            if (size_of(after) < size_of(e)) {
+                q = next;
+                now = moved;
+                e = after;
+                damping = std::max(kMinDamping, damping / kDampingFactor);
+                break;
+            }
+            damping *= kDampingFactor;
+            if (damping > kMaxDamping) return false;  // stuck in a local minimum
         }
     }
     return false;
