@@ -1,7 +1,18 @@
-/* libapi_c algorithm library: the whole public interface of the in-process algorithms. */
+/* libapi_c algorithm library: the whole public interface of the in-process algorithms.
+ *
+ *   libalgo_math.h   fixed-size transforms, rotations, quaternions
+ *   libalgo_matrix.h  dynamic matrices and vectors up to 18 x 18
+ *   libalgo_model.h  the robot model store and its defaults
+ *
+ * Inside the library lengths are metres, angles radians, times seconds, and storage is
+ * single precision unless a name says double. */
 #ifndef LIBALGO_H
 #define LIBALGO_H
 
 #include "zk_export.h"
+
+#include "libalgo_math.h"
+#include "libalgo_matrix.h"
+#include "libalgo_model.h"
 
 #endif /* LIBALGO_H */

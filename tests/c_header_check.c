@@ -3,8 +3,18 @@
 #include "zk_api.h"
 #include "libalgo.h"
 
+/* One function of each algorithm header, called through the shared library. */
+static int algorithm_exports_link(void)
+{
+    Matrix t = matrix_m(unit_matrix(4), rotz(0.5f));
+    Mat a = mat_eye(7, 6), u, s, v;
+    if (t.irow != 4 || mat_fast_svd(&a, &u, &s, &v) != 1) return 1;
+    if (libalgo_set_robot_and_sensor_type(AX61, _B) != 0 || libalgo_get_rbt_dof() != 6) return 1;
+    return 0;
+}
+
 int main(void)
 {
     zk_set_log_call_back(0, LOG_LEVEL_ERROR);
-    return 0;
+    return algorithm_exports_link();
 }
