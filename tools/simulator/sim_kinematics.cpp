@@ -166,7 +166,7 @@ constexpr double kMaxDamping = 1e3;
 constexpr double kDampingFactor = 4;
 constexpr double kOrientationWeight = 0.1;  // metres per radian when position and turn are added
 constexpr double kMaxStepPerIteration = 0.2;    // radians, keeps the search near its seed
-constexpr int kMaxIterations = 200;
+constexpr int kMaxIterations = 100;
 // Further starting points tried for a far target; fixed, so that answers repeat.
 constexpr int kRestarts = 64;
 constexpr unsigned kRestartSeed = 20260115;
@@ -271,8 +271,18 @@ bool sim_joints_near(const SimModel& model, const SimPose& target, const Joints&
     return false;
 }
 
+// No flange gets farther from the base than all its links laid end to end: a target beyond
+// that is refused before any search.
+static bool beyond_reach(const SimModel& model, const SimPose& target)
+{
+    double reach = 0;
+    for (int i = 0; i < model.dof; ++i) reach += std::fabs(model.dh.a[i]) + std::fabs(model.dh.d[i]);
+    return std::hypot(target.position[0], target.position[1], target.position[2]) > reach;
+}
+
 bool sim_joints_for_pose(const SimModel& model, const SimPose& target, const Joints& seed, Joints* joints)
 {
+    if (beyond_reach(model, target)) return false;
     if (sim_joints_near(model, target, seed, joints)) return true;
     std::mt19937 generator(kRestartSeed);
     Joints start{};  // all zero first: the arm's home
