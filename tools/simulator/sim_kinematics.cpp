@@ -166,7 +166,7 @@ constexpr double kMaxDamping = 1e3;
 constexpr double kDampingFactor = 4;
 constexpr double kOrientationWeight = 0.1;  // metres per radian when position and turn are added
 constexpr double kMaxStepPerIteration = 0.2;    // radians, keeps the search near its seed
-constexpr int kMaxIterations = 100;
+constexpr int kMaxIterations = 60;
 // Further starting points tried for a far target; fixed, so that answers repeat.
 constexpr int kRestarts = 64;
 constexpr unsigned kRestartSeed = 20260115;
