@@ -263,5 +263,17 @@ TEST(Connections, SeveralClientsAreServedAndOneLeavingDisturbsNoOther)
     EXPECT_EQ(second.ask(R"({"command":"get_joint_degree"})").ints("joint")[0], 5000);
 }
 
+TEST(Connections, ClientsBeyondTheLimitAreTurnedAwayAndTheOthersServed)
+{
+    RunningSimulator simulator(options_for());
+    std::vector<std::unique_ptr<WireClient>> clients;
+    for (size_t i = 0; i < zk_sim::kMaxConnections; ++i) clients.push_back(std::make_unique<WireClient>(simulator.port()));
+    ASSERT_TRUE(simulator->wait_for_connections(zk_sim::kMaxConnections, 2000ms));
+    WireClient extra(simulator.port());
+    EXPECT_TRUE(extra.closed_within(2000ms));
+    EXPECT_TRUE(simulator.logged("turned away"));
+    EXPECT_EQ(clients.back()->ask(R"({"command":"get_install_pose"})").name(), "install_pose");
+}
+
 }  // namespace
 }  // namespace zk_sim_test

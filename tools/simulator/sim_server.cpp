@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <deque>
+#include <system_error>
 #include <vector>
 
 #include "simulator/sim_commands.h"
@@ -260,6 +261,11 @@ void Simulator::Loop::accept_clients()
         socklen_t length = sizeof peer;
         const int fd = ::accept4(listen_fd_, reinterpret_cast<sockaddr*>(&peer), &length, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (fd < 0) return;
+        if (connections_.size() >= kMaxConnections) {
+            log(Level::error, "more than " + std::to_string(kMaxConnections) + " clients; a new one turned away");
+            ::close(fd);
+            continue;
+        }
         const int one = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
         auto connection = std::make_unique<Connection>();
@@ -446,7 +452,7 @@ void Simulator::Loop::flush(Connection& connection, Clock::time_point now)
             connection.dead = true;
         }
     }
-    if (connection.output.size() > kMaxPendingOutput) {
+    if (connection.output.size() > kMaxPendingOutput || connection.later.size() > kMaxHeldReplies) {
         log(Level::error, "connection " + std::to_string(connection.id) + " reads nothing; closed");
         connection.dead = true;
     }
@@ -540,7 +546,14 @@ bool Simulator::start(std::string* error)
         std::lock_guard<std::mutex> lock(mutex_);
         loop_ = std::move(loop);
     }
-    thread_ = std::thread([this] { run(); });
+    try {
+        thread_ = std::thread([this] { run(); });
+    } catch (const std::system_error& e) {
+        *error = std::string("cannot start the simulator's thread: ") + e.what();
+        std::lock_guard<std::mutex> lock(mutex_);
+        loop_.reset();
+        return false;
+    }
     return true;
 }
 

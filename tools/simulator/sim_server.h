@@ -29,6 +29,10 @@ namespace zk_sim {
 constexpr size_t kMaxLineBytes = 64 * 1024;
 // Unsent output a client may leave unread before it is dropped.
 constexpr size_t kMaxPendingOutput = 4 * 1024 * 1024;
+// Replies a delay may hold back on one connection before it is dropped.
+constexpr size_t kMaxHeldReplies = 10000;
+// Clients served at once; more are turned away.
+constexpr size_t kMaxConnections = 64;
 
 class Simulator {
 public:
