@@ -33,7 +33,7 @@ enum class Level { debug, info, error };
 constexpr size_t kQuoteLimit = 160;
 // A control loop that fell this many periods behind skips them instead of catching up.
 constexpr int kMaxCatchUpPeriods = 10;
-constexpr int kListenBacklog = 16;
+constexpr int kListenBacklog = 128;
 constexpr size_t kReadChunk = 64 * 1024;
 
 std::string quote(std::string_view text)
