@@ -2,11 +2,16 @@
 
 #include <stdexcept>
 
+#include "Application/zk_handle.h"
+
 namespace zk_test {
 
 ConnectedArm::ConnectedArm(zk_thread_mode_e mode, const std::string& product)
 {
     controller_.answer_sync(product);
+    // Earlier tests in the same process may have shortened the time-outs.
+    m_nOutTime = 500;
+    m_nOutTime_max = 1000;
     zk_init(mode);
     handle_ = zk_create_robot_arm(ScriptedController::ip(), controller_.port());
     if (handle_ == nullptr || handle_->id < 1) throw std::runtime_error("arm did not connect");

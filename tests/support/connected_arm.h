@@ -21,6 +21,8 @@ public:
     // The frames the arm sent after it was connected (the sync queries left out).
     std::vector<std::string> sent() const;
     std::string last_sent() const { return controller_.last_frame(); }
+    // Waits until the arm has sent `count` frames after connecting.
+    bool wait_sent(size_t count) const { return controller_.wait_for_frames(frames_at_connect_ + count); }
 
 private:
     ScriptedController controller_;
