@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "Application/zk_handle.h"
 #include "sim_fixture.h"
 #include "zk_api.h"
 
@@ -15,6 +16,9 @@ class LibraryArm {
 public:
     LibraryArm(zk_thread_mode_e mode, zk_sim::SimOptions options) : simulator_(std::move(options))
     {
+        // Earlier tests in the same process may have shortened the time-outs.
+        m_nOutTime = 500;
+        m_nOutTime_max = 1000;
         EXPECT_EQ(zk_init(mode), 0);
         handle_ = zk_create_robot_arm("127.0.0.1", simulator_.port());
     }
@@ -165,7 +169,6 @@ TEST(FaultCodes, SyncThatIsNeverAnsweredFailsTheHandle)
     auto options = options_for("AX61-B");
     options.faults.drop_share = 1;
     options.faults.commands = {"get_arm_software_info"};
-    zk_set_timeout(kTimeoutMs);
     LibraryArm arm(ZK_DUAL_MODE_E, options);
     ASSERT_NE(arm.handle(), nullptr);
     EXPECT_EQ(arm.handle()->id, -1);
