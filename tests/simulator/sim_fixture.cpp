@@ -54,6 +54,14 @@ std::vector<int> Json::ints(const char* key) const
     return values;
 }
 
+Json Json::member(const char* key) const
+{
+    char* text = cJSON_PrintUnformatted((*this)[key]);
+    Json nested = parse(text != nullptr ? text : "");
+    cJSON_free(text);
+    return nested;
+}
+
 // -----------------------------------------------------------------------------------------
 
 zk_sim::SimOptions options_for(const std::string& product, double speed_scale)

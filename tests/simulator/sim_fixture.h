@@ -30,6 +30,7 @@ struct Json {
     std::string name() const;         // "command", else "state"
     int integer(const char* key) const;  // the member as an int; fails the test when missing
     std::vector<int> ints(const char* key) const;  // an array member; empty when missing
+    Json member(const char* key) const;            // a nested object, as a frame of its own
 };
 
 Json parse(const std::string& text);

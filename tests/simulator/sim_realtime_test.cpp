@@ -83,7 +83,7 @@ TEST(RealtimePush, DatagramCarriesTheRequiredMembersOnTheWireScales)
     ASSERT_LE(text.size(), zk_sim::kMaxDatagram);
     const Json datagram = parse(text);
     ASSERT_TRUE(datagram) << text;
-    Json joints = parse(cJSON_PrintUnformatted(datagram["joint_status"]));
+    Json joints = datagram.member("joint_status");
     EXPECT_EQ(joints.ints("joint_position"), (std::vector<int>{10000, -20000, 30000, -40000, 50000, -60000, 70000}));
     for (const char* key : {"joint_current", "joint_en_flag", "joint_err_code", "joint_temperature", "joint_voltage"})
         EXPECT_EQ(joints.ints(key).size(), 7u) << key;
@@ -92,7 +92,7 @@ TEST(RealtimePush, DatagramCarriesTheRequiredMembersOnTheWireScales)
 
     // The waypoint is the pose of the joints, and its quaternion is a unit one.
     const zk_sim::SimPose pose = zk_sim::sim_pose_of(model_of("TOR77-B"), simulator->joints());
-    Json waypoint = parse(cJSON_PrintUnformatted(datagram["waypoint"]));
+    Json waypoint = datagram.member("waypoint");
     const auto position = waypoint.ints("position");
     ASSERT_EQ(position.size(), 3u);
     for (int i = 0; i < 3; ++i) EXPECT_NEAR(position[i], pose.position[i] * 1e6, 1);
@@ -117,11 +117,11 @@ TEST(RealtimePush, OptionalMembersComeWhenAskedFor)
                        R"("aloha_state":true,"hand":true,"zk_plus_base":true,"zk_plus_state":true})"));
     const Json datagram = parse(sink.next());
     ASSERT_TRUE(datagram);
-    EXPECT_EQ(parse(cJSON_PrintUnformatted(datagram["joint_status"])).ints("joint_speed").size(), 6u);
+    EXPECT_EQ(datagram.member("joint_status").ints("joint_speed").size(), 6u);
     EXPECT_STREQ(cJSON_GetStringValue(datagram["arm_current_status"]), "idle");
     for (const char* object : {"lift_state", "expand_state", "hand", "aloha_state", "six_force_sensor"})
         EXPECT_TRUE(cJSON_IsObject(datagram[object])) << object;
-    EXPECT_EQ(parse(cJSON_PrintUnformatted(datagram["hand"])).ints("hand_pos").size(), 6u);
+    EXPECT_EQ(datagram.member("hand").ints("hand_pos").size(), 6u);
     EXPECT_STREQ(cJSON_GetStringValue(datagram["zk_plus_base"]), "offline");
     EXPECT_STREQ(cJSON_GetStringValue(datagram["zk_plus_state"]), "offline");
 }
@@ -137,7 +137,7 @@ TEST(RealtimePush, DatagramsFollowTheArmAndItsStatus)
     for (const std::string& text : sink.collect(150ms)) {
         const Json datagram = parse(text);
         if (std::string(cJSON_GetStringValue(datagram["arm_current_status"])) != "move_J") continue;
-        const Json joints = parse(cJSON_PrintUnformatted(datagram["joint_status"]));
+        const Json joints = datagram.member("joint_status");
         if (joints.ints("joint_position")[0] > 0 && joints.ints("joint_speed")[0] > 0) saw_motion = true;
     }
     EXPECT_TRUE(saw_motion);

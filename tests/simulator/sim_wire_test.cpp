@@ -132,12 +132,12 @@ TEST(Queries, ArmStateNestsItsMembersAndListsNoErrorAsOneZero)
     RunningSimulator simulator(options_for("AX61-B"));
     WireClient client(simulator.port());
     const Json current = client.ask(R"({"command":"get_current_arm_state"})");
-    Json state = parse(cJSON_PrintUnformatted(current["arm_state"]));
+    Json state = current.member("arm_state");
     EXPECT_EQ(state.ints("err"), std::vector<int>{0});
     EXPECT_EQ(state.ints("joint").size(), 6u);
     EXPECT_EQ(state.ints("pose").size(), 6u);
     const Json all = client.ask(R"({"command":"get_arm_all_state"})");
-    Json all_state = parse(cJSON_PrintUnformatted(all["all_state"]));
+    Json all_state = all.member("all_state");
     for (const char* key : {"temperature", "current", "voltage", "err_flag", "en_flag"})
         EXPECT_EQ(all_state.ints(key).size(), 6u) << key;
     EXPECT_EQ(all_state.ints("err"), std::vector<int>{0});
