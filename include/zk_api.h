@@ -6,5 +6,6 @@
 #include "zk_log.h"
 #include "zk_client.h"
 #include "zk_events.h"
+#include "zk_realtime.h"
 
 #endif /* ZK_API_H */

@@ -10,6 +10,7 @@
 #include "Application/zk_threads.h"
 #include "Middleware/MIO_JSON.h"
 #include "Middleware/log.h"
+#include "zk_realtime.h"
 
 zk_handle_t* gHandleList[kMaxRobotHandles] = {};
 uint64_t g_slot_generation[kMaxRobotHandles] = {};
@@ -388,10 +389,17 @@ int sync_software_info(zk_robot_handle* handle)
     return zk_get_arm_software_info(handle, &info);
 }
 
+int sync_realtime_push(zk_robot_handle* handle)
+{
+    zk_realtime_push_config_t config{};
+    return zk_get_realtime_push(handle, &config);
+}
+
 // The queries a new connection runs, in order; the first failure ends the list.
 using SyncStep = int (*)(zk_robot_handle*);
 constexpr SyncStep kSyncSteps[] = {
     sync_software_info,
+    sync_realtime_push,
 };
 
 }  // namespace

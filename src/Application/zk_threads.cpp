@@ -7,6 +7,7 @@
 
 #include "Application/zk_handle.h"
 #include "Application/zk_receive.h"
+#include "Application/zk_udp_thread.h"
 #include "Middleware/log.h"
 
 namespace {
@@ -57,10 +58,14 @@ int zk_threads_start(zk_thread_mode_e mode)
     switch (mode) {
     case ZK_TRIPLE_MODE_E:
         if (!start_receive_thread("Error creating recv thread: %d\n")) return -1;
-        return 0;
+        return zk_udp_thread_start();
     case ZK_DUAL_MODE_E: return start_receive_thread("Error creating thread: %d\n") ? 0 : -1;
     default: return 0;
     }
 }
 
-void zk_threads_stop() { stop_receive_thread(); }
+void zk_threads_stop()
+{
+    stop_receive_thread();
+    zk_udp_thread_stop();
+}

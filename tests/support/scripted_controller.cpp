@@ -159,6 +159,11 @@ void ScriptedController::answer_sync(const std::string& product_version)
         .reply(R"({"command":"arm_software_info","Product_version":")" + product_version +
                R"(","algorithm_info":{"version":"1.4.2"},"ctrl_info":{"version":"2.0.1","build_time":"2026-10-01 12:00"},)"
                R"("dynamic_info":{"model_version":"3"}})");
+    // Push configured but off, so that connecting registers no local port.
+    always("get_realtime_push")
+        .reply(R"({"command":"get_realtime_push","cycle":5,"enable":false,"port":8089,"force_coordinate":0,)"
+               R"("ip":"192.168.1.104","custom":{"joint_speed":true,"lift_state":false,"expand_state":false,)"
+               R"("arm_current_status":true,"aloha_state":false,"hand":false}})");
 }
 
 void ScriptedController::push(const std::string& frame) { push_raw(frame + "\r\n"); }
