@@ -189,6 +189,12 @@ bool WireClient::closed_within(Millis limit)
 
 // -----------------------------------------------------------------------------------------
 
+int free_udp_port()
+{
+    DatagramSink probe;
+    return probe.port();
+}
+
 DatagramSink::DatagramSink()
 {
     fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);

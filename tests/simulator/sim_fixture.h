@@ -84,6 +84,9 @@ private:
     std::string pending_;
 };
 
+// A loopback UDP port free at the moment of the call, for a listener that binds its own.
+int free_udp_port();
+
 // A UDP port the simulator's realtime state can be sent to.
 class DatagramSink {
 public:

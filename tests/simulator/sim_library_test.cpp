@@ -2,10 +2,14 @@
 // the arm, and each injected fault reaches the host as the result code it stands for.
 #include <gtest/gtest.h>
 
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
 #include <thread>
 
 #include "Application/zk_handle.h"
 #include "sim_fixture.h"
+#include "simulator/sim_kinematics.h"
 #include "zk_api.h"
 
 namespace zk_sim_test {
@@ -172,6 +176,91 @@ TEST(FaultCodes, SyncThatIsNeverAnsweredFailsTheHandle)
     LibraryArm arm(ZK_DUAL_MODE_E, options);
     ASSERT_NE(arm.handle(), nullptr);
     EXPECT_EQ(arm.handle()->id, -1);
+}
+
+// -----------------------------------------------------------------------------------------
+// Realtime state through the library's listener
+// -----------------------------------------------------------------------------------------
+
+struct StateCount {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<zk_realtime_arm_joint_state_t> states;
+};
+StateCount* g_state_count = nullptr;
+
+void count_state(zk_realtime_arm_joint_state_t state)
+{
+    std::lock_guard<std::mutex> lock(g_state_count->mutex);
+    g_state_count->states.push_back(state);
+    g_state_count->changed.notify_all();
+}
+
+TEST(RealtimeCallback, ReceivesTheStateAtTheConfiguredCycle)
+{
+    StateCount seen;
+    g_state_count = &seen;
+    auto options = options_for("AX71-XF");
+    options.joints = {10, 20, 30, 40, 50, 60, 70};
+    LibraryArm arm(ZK_TRIPLE_MODE_E, options);
+    ASSERT_GT(arm.handle()->id, 0);
+    zk_realtime_arm_state_call_back(count_state);
+    constexpr int kCycleMs = 10;
+    zk_realtime_push_config_t push{};
+    push.cycle = kCycleMs;
+    push.enable = true;
+    push.port = free_udp_port();
+    push.force_coordinate = 0;
+    std::strcpy(push.ip, "127.0.0.1");
+    push.custom_config = {1, -1, -1, -1, 1, -1, -1, -1};
+    ASSERT_EQ(zk_set_realtime_push(arm.handle(), push), 0);
+    {
+        std::unique_lock<std::mutex> lock(seen.mutex);
+        ASSERT_TRUE(seen.changed.wait_for(lock, 2000ms, [&] { return !seen.states.empty(); }));
+        seen.states.clear();
+    }
+    const uint64_t sent_before = arm.simulator()->datagrams_sent();
+    std::this_thread::sleep_for(500ms);
+    const uint64_t sent = arm.simulator()->datagrams_sent() - sent_before;
+    std::lock_guard<std::mutex> lock(seen.mutex);
+    // About 50 at a 10 ms cycle; a loaded or sanitized run may miss some, never gain.
+    EXPECT_GE(seen.states.size(), 10u);
+    EXPECT_LE(seen.states.size(), sent + 1);
+    const zk_realtime_arm_joint_state_t& state = seen.states.back();
+    EXPECT_EQ(state.errCode, 0);
+    EXPECT_STREQ(state.arm_ip, "127.0.0.1");
+    for (int i = 0; i < 7; ++i) EXPECT_FLOAT_EQ(state.joint_status.joint_position[i], 10.0f * (i + 1)) << i;
+    EXPECT_EQ(state.arm_current_status, ZK_IDLE_E);
+    EXPECT_EQ(state.err.err_len, 1);
+    const zk_sim::SimPose pose = zk_sim::sim_pose_of(model_of("AX71-XF"), arm.simulator()->joints());
+    EXPECT_NEAR(state.waypoint.position.x, pose.position[0], 1e-6);
+    EXPECT_NEAR(state.waypoint.position.z, pose.position[2], 1e-6);
+    g_state_count = nullptr;
+}
+
+TEST(RealtimeCallback, PushConfigurationReadsBackThroughTheLibrary)
+{
+    LibraryArm arm(ZK_DUAL_MODE_E, options_for("AX61-QF"));
+    ASSERT_GT(arm.handle()->id, 0);
+    zk_realtime_push_config_t push{};
+    push.cycle = 20;
+    push.enable = false;
+    push.port = 9321;
+    push.force_coordinate = 1;
+    std::strcpy(push.ip, "127.0.0.1");
+    push.custom_config = {1, 0, -1, 1, -1, -1, -1, -1};
+    ASSERT_EQ(zk_set_realtime_push(arm.handle(), push), 0);
+    zk_realtime_push_config_t read{};
+    ASSERT_EQ(zk_get_realtime_push(arm.handle(), &read), 0);
+    EXPECT_EQ(read.cycle, 20);
+    EXPECT_FALSE(read.enable);
+    EXPECT_EQ(read.port, 9321);
+    EXPECT_STREQ(read.ip, "127.0.0.1");
+    EXPECT_EQ(read.force_coordinate, 1);
+    EXPECT_EQ(read.custom_config.joint_speed, 1);
+    EXPECT_EQ(read.custom_config.lift_state, 0);
+    EXPECT_EQ(read.custom_config.hand_state, 1);
+    EXPECT_EQ(read.custom_config.aloha_state, 0);
 }
 
 }  // namespace
