@@ -8,4 +8,5 @@ build="${1:-build}"
 [ $# -gt 0 ] && shift
 cmake -S . -B "$build" -G Ninja -DZK_WERROR=ON -DBUILD_TESTS=ON -DBUILD_EXAMPLES=ON "$@"
 cmake --build "$build" -j 2
-ctest --test-dir "$build" -j 2 --output-on-failure
+# ZK_CTEST_ARGS narrows the run, e.g. "-L client" for the threaded tests only.
+ctest --test-dir "$build" -j 2 --output-on-failure ${ZK_CTEST_ARGS:-}
