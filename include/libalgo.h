@@ -3,6 +3,8 @@
  *   libalgo_math.h   fixed-size transforms, rotations, quaternions
  *   libalgo_matrix.h  dynamic matrices and vectors up to 18 x 18
  *   libalgo_model.h  the robot model store and its defaults
+ *   libalgo_kinematics.h  forward kinematics, the universal chain, Jacobians,
+ *                    singularity analysis and pose helpers
  *
  * Inside the library lengths are metres, angles radians, times seconds, and storage is
  * single precision unless a name says double. */
@@ -14,5 +16,6 @@
 #include "libalgo_math.h"
 #include "libalgo_matrix.h"
 #include "libalgo_model.h"
+#include "libalgo_kinematics.h"
 
 #endif /* LIBALGO_H */

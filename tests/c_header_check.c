@@ -10,6 +10,11 @@ static int algorithm_exports_link(void)
     Mat a = mat_eye(7, 6), u, s, v;
     if (t.irow != 4 || mat_fast_svd(&a, &u, &s, &v) != 1) return 1;
     if (libalgo_set_robot_and_sensor_type(AX61, _B) != 0 || libalgo_get_rbt_dof() != 6) return 1;
+    {
+        const float q[8] = {0};
+        Pose_and_matrix fk = forward_kinematics_for_unity(q);
+        if (forward_kinematics_e(q).irow != 4 || fk.matrix.irow != 4) return 1;
+    }
     return 0;
 }
 

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "alloc_count.h"
 #include "libalgo.h"
 
 namespace {
@@ -137,6 +138,12 @@ long allocations_during(F&& f)
     g_counting.store(false);
     return g_allocations.load();
 }
+
+}  // namespace
+
+long zk_test_allocations_during(void (*f)()) { return allocations_during(f); }
+
+namespace {
 
 volatile float g_sink;  // keeps results alive
 
