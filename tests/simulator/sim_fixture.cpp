@@ -138,6 +138,11 @@ void WireClient::send_line(const std::string& line) { send_raw(line + "\r\n"); }
 
 std::string WireClient::next_line(Millis limit)
 {
+    if (!kept_.empty()) {
+        std::string line = kept_.front();
+        kept_.erase(kept_.begin());
+        return line;
+    }
     const auto deadline = std::chrono::steady_clock::now() + limit;
     for (;;) {
         const size_t end = pending_.find("\r\n");
@@ -171,7 +176,17 @@ Json WireClient::next_named(const std::string& name, Millis limit)
 Json WireClient::ask(const std::string& line, Millis limit)
 {
     send_line(line);
-    return next(limit);
+    std::vector<std::string> ends;
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        std::string text = next_line(Millis(remaining_ms(deadline)));
+        Json frame = parse(text);
+        if (frame.name() != "current_trajectory_state") {
+            kept_.insert(kept_.begin(), ends.begin(), ends.end());
+            return frame;
+        }
+        ends.push_back(std::move(text));
+    }
 }
 
 bool WireClient::closed_within(Millis limit)

@@ -73,7 +73,9 @@ public:
     Json next_named(const std::string& name, Millis limit = 2000ms);
     // The next raw line, without CR LF; "" when none comes in time.
     std::string next_line(Millis limit = 2000ms);
-    // Sends a command and returns the next frame.
+    // Sends a command and returns the next frame that isn't a trajectory's end; end frames
+    // that come first are kept for next() and next_named(), since a short move may end
+    // before a later command is answered.
     Json ask(const std::string& line, Millis limit = 2000ms);
     // True when the peer closed the connection within the limit.
     bool closed_within(Millis limit);
@@ -82,6 +84,7 @@ public:
 private:
     int fd_ = -1;
     std::string pending_;
+    std::vector<std::string> kept_;  // end frames ask() stepped over, oldest first
 };
 
 // A loopback UDP port free at the moment of the call, for a listener that binds its own.
