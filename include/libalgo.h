@@ -5,6 +5,7 @@
  *   libalgo_model.h  the robot model store and its defaults
  *   libalgo_kinematics.h  forward kinematics, the universal chain, Jacobians,
  *                    singularity analysis and pose helpers
+ *   libalgo_ikine.h  inverse kinematics: dispatch, selection, the six-axis solvers
  *
  * Inside the library lengths are metres, angles radians, times seconds, and storage is
  * single precision unless a name says double. */
@@ -17,5 +18,6 @@
 #include "libalgo_matrix.h"
 #include "libalgo_model.h"
 #include "libalgo_kinematics.h"
+#include "libalgo_ikine.h"
 
 #endif /* LIBALGO_H */
