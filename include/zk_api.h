@@ -7,5 +7,6 @@
 #include "zk_client.h"
 #include "zk_events.h"
 #include "zk_realtime.h"
+#include "zk_motion.h"
 
 #endif /* ZK_API_H */
