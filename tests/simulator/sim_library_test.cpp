@@ -187,10 +187,25 @@ struct StateCount {
     std::condition_variable changed;
     std::vector<zk_realtime_arm_joint_state_t> states;
 };
+// The library keeps the callback once installed: it counts only while a test watches.
+std::mutex g_state_count_mutex;
 StateCount* g_state_count = nullptr;
+
+void watch_states(StateCount* count)
+{
+    std::lock_guard<std::mutex> lock(g_state_count_mutex);
+    g_state_count = count;
+}
+
+struct WatchingStates {
+    explicit WatchingStates(StateCount* count) { watch_states(count); }
+    ~WatchingStates() { watch_states(nullptr); }
+};
 
 void count_state(zk_realtime_arm_joint_state_t state)
 {
+    std::lock_guard<std::mutex> watching(g_state_count_mutex);
+    if (g_state_count == nullptr) return;
     std::lock_guard<std::mutex> lock(g_state_count->mutex);
     g_state_count->states.push_back(state);
     g_state_count->changed.notify_all();
@@ -199,7 +214,7 @@ void count_state(zk_realtime_arm_joint_state_t state)
 TEST(RealtimeCallback, ReceivesTheStateAtTheConfiguredCycle)
 {
     StateCount seen;
-    g_state_count = &seen;
+    WatchingStates watching(&seen);
     auto options = options_for("AX71-XF");
     options.joints = {10, 20, 30, 40, 50, 60, 70};
     LibraryArm arm(ZK_TRIPLE_MODE_E, options);
@@ -235,7 +250,6 @@ TEST(RealtimeCallback, ReceivesTheStateAtTheConfiguredCycle)
     const zk_sim::SimPose pose = zk_sim::sim_pose_of(model_of("AX71-XF"), arm.simulator()->joints());
     EXPECT_NEAR(state.waypoint.position.x, pose.position[0], 1e-6);
     EXPECT_NEAR(state.waypoint.position.z, pose.position[2], 1e-6);
-    g_state_count = nullptr;
 }
 
 TEST(RealtimeCallback, PushConfigurationReadsBackThroughTheLibrary)
