@@ -174,5 +174,63 @@ INSTANTIATE_TEST_SUITE_P(Modes, QuickstartFlow, ::testing::Values(ZK_SINGLE_MODE
                                                                     : "triple";
                          });
 
+// -----------------------------------------------------------------------------------------
+// A host stopping and pausing a blocking move from another thread
+// -----------------------------------------------------------------------------------------
+
+class HostThreads : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_nOutTime = 500;
+        m_nOutTime_max = 1000;
+        event_listener.flag = kEventFlagNone;
+        ASSERT_EQ(zk_init(ZK_DUAL_MODE_E), 0);
+        arm_ = zk_create_robot_arm("127.0.0.1", simulator_.port());
+        ASSERT_NE(arm_, nullptr);
+        ASSERT_GT(arm_->id, 0);
+    }
+    void TearDown() override
+    {
+        if (arm_ != nullptr) zk_delete_robot_arm(arm_);
+        zk_destory();
+    }
+
+    RunningSimulator simulator_{options_for("AX61-B", 1)};
+    zk_robot_handle* arm_ = nullptr;
+    const float target_[7] = {60, 0, 0, 0, 0, 0, 0};
+};
+
+TEST_F(HostThreads, StopEndsABlockingMoveWithTheRefusalCode)
+{
+    int result = 99;
+    std::thread mover([&] { result = zk_movej(arm_, target_, 20, 0, 0, 1); });
+    std::this_thread::sleep_for(150ms);
+    EXPECT_EQ(zk_set_arm_stop(arm_), 0);
+    mover.join();
+    EXPECT_EQ(result, 1) << "a stopped trajectory didn't arrive";
+    EXPECT_LT(simulator_->joints()[0], 60);
+}
+
+TEST_F(HostThreads, PausedBlockingMoveWaitsAndArrivesAfterContinue)
+{
+    int result = 99;
+    std::thread mover([&] { result = zk_movej(arm_, target_, 50, 0, 0, 1); });
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(zk_set_arm_pause(arm_), 0);
+    zk_arm_current_trajectory_e kind = ZK_NO_PLANNING_E;
+    float data[7] = {};
+    EXPECT_EQ(zk_get_arm_current_trajectory(arm_, &kind, data), 0);
+    EXPECT_EQ(kind, ZK_JOINT_SPACE_PLANNING_E);
+    EXPECT_GT(data[0], 0);
+    EXPECT_LT(data[0], 60);
+    std::this_thread::sleep_for(200ms);
+    EXPECT_EQ(simulator_->status(), zk_sim::ArmStatus::pause);
+    EXPECT_EQ(zk_set_arm_continue(arm_), 0);
+    mover.join();
+    EXPECT_EQ(result, 0);
+    EXPECT_DOUBLE_EQ(simulator_->joints()[0], 60);
+}
+
 }  // namespace
 }  // namespace zk_sim_test
