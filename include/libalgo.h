@@ -6,6 +6,9 @@
  *   libalgo_kinematics.h  forward kinematics, the universal chain, Jacobians,
  *                    singularity analysis and pose helpers
  *   libalgo_ikine.h  inverse kinematics: dispatch, selection, the six-axis solvers
+ *   libalgo_safety.h  collision geometry, the self-collision model and fences
+ *   libalgo_planner_state.h  the planner's speed state read by the safety checks
+ *   libalgo_ikine7.h  the seven-axis solvers and the arm angle
  *
  * Inside the library lengths are metres, angles radians, times seconds, and storage is
  * single precision unless a name says double. */
@@ -19,5 +22,8 @@
 #include "libalgo_model.h"
 #include "libalgo_kinematics.h"
 #include "libalgo_ikine.h"
+#include "libalgo_safety.h"
+#include "libalgo_planner_state.h"
+#include "libalgo_ikine7.h"
 
 #endif /* LIBALGO_H */

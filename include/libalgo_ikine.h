@@ -4,7 +4,8 @@
  * the solvers expect, picks the solver of the arm model held by the model store, and vets
  * solutions (choice among several, joint position and speed limits). Below it stand the
  * closed-form solvers of the six-axis families, each in a single-solution form (the
- * configuration nearest a reference) and an all-solutions form.
+ * configuration nearest a reference) and an all-solutions form; the seven-axis solvers,
+ * which resolve the redundancy instead, are in libalgo_ikine7.h.
  *
  * Units: radians, metres, seconds. Joint vectors are float[8], the first rbt_dof entries
  * counted. Results are small integers:

@@ -16,6 +16,9 @@ static int algorithm_exports_link(void)
         const float q[8] = {0};
         Pose_and_matrix fk = forward_kinematics_for_unity(q);
         if (forward_kinematics_e(q).irow != 4 || fk.matrix.irow != 4) return 1;
+        set_motion_mode(LIBALGO_MOTION_PLANNER);
+        if (!(isCollision_self_tool(q) > 0.0f) || libalgo_get_current_condition() != 0) return 1;
+        if (libalgo_set_tool_envelope(LIBALGO_TOOL_SPHERES, (ToolSphere){0.1f, 0, 0, 0}) != -1) return 1;
     }
     return 0;
 }

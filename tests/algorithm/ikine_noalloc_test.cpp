@@ -59,6 +59,6 @@ TEST(IkineNoAlloc, SolversAndFrontDoNotAllocate)
         ikine_test::use_frames();
         EXPECT_EQ(zk_test_allocations_during(exercise_model_loaded), 0) << model.name;
     }
-    libalgo_set_robot_and_sensor_type(AX71, _B);  // the branches without a solver
+    libalgo_set_robot_and_sensor_type(UNIVERSAL, _B);  // the branches without a solver
     EXPECT_EQ(zk_test_allocations_during(exercise_model_loaded), 0);
 }

@@ -5,6 +5,8 @@
 #include <cmath>
 
 #include "libalgo_ikine.h"
+#include "libalgo_ikine7.h"
+#include "libalgo_matrix.h"
 #include "libalgo_model.h"
 
 int global_is_movl = 1;
@@ -15,8 +17,6 @@ namespace {
 // The two values of the solution range that the strategy setter stands for.
 constexpr float kTrackingRange = 0.013f;
 constexpr float kTraversalRange = 3.14f;
-// A range above this stands for a traversal.
-constexpr float kTraversalRangeAbove = 1.0f;
 
 // A reference of the last joint up to 2 degrees beyond a full turn is pulled back onto
 // the turn, so that a joint parked at 360 degrees does not count as one more turn.
@@ -43,6 +43,17 @@ bool pose_is_finite(const Pose& pose, uint8_t flag)
     for (int i = 0; i < n; ++i)
         if (!std::isfinite(orientation[i])) return false;
     return true;
+}
+
+// The seven-axis solvers read seven joints of a reference.
+constexpr int kSevenAxes = 7;
+
+// The flange for the tool in the arm's world frame: inverse(Ti) T inverse(Tt).
+Mat flange_target(const Matrix& target)
+{
+    const Matrix base = matrix_inv_coordinate_system(libalgo_get_robot_install_angle_matrix());
+    const Matrix tool = matrix_inv_coordinate_system(libalgo_get_tool_cs_matrix());
+    return matrix_to_mat(matrix_m(matrix_m(base, target), tool));
 }
 
 // First joint (from 1) whose step exceeds its speed limit times `period`, else 0.
@@ -97,13 +108,17 @@ int inverse_kinematics(const float* q_ref, Pose pose, float* q_out, uint8_t flag
     case LUM66:
     case LUM67:
         return inverse_kinematics_lum6(target, q, q_out);
-    // Seven-axis solvers: AX71 takes the flange target inverse(Ti) T inverse(Tt) as a Mat
-    // with the local q; TOR77 and TOR77II the same target with q_ref as given. Until they
-    // are wired in here, these models have no solver.
+    // The seven-axis solvers take the flange, inverse(Ti) T inverse(Tt). AX71 works on the
+    // local reference (and adds the offsets to it in place); TOR77 takes the reference as
+    // given, without the pull-back of the last joint, in a copy of its seven joints.
     case AX71:
+        return inverse_kinematics_ax_71(flange_target(target), q, q_out);
     case TOR77:
-    case TOR77II:
-        return -4;
+    case TOR77II: {
+        float given[LIBALGO_MAX_JOINTS] = {};
+        for (int j = 0; j < kSevenAxes; ++j) given[j] = q_ref[j];
+        return inverse_kinematics_tor7(flange_target(target), given, q_out);
+    }
     default:  // AL64I, UNIVERSAL and unknown numbers
         return -4;
     }
@@ -208,7 +223,7 @@ int ikine_get_7dof_solver_search_strategy(void) { return global_is_movl; }
 void ikine_set_solution_range_ax71(float range)
 {
     theta_v = range;
-    global_is_movl = range > kTraversalRangeAbove ? 0 : 1;
+    global_is_movl = range > tarn::kTraversalRangeAbove ? 0 : 1;
 }
 
 float ikine_get_solution_range_ax71(void) { return theta_v; }

@@ -7,5 +7,12 @@
 
 // 1: track a moving target (follow the reference); 0: traverse the redundant parameter.
 extern int global_is_movl;
-// Solution range; above 1.0 it stands for a traversal, otherwise for tracking.
+// Solution range; above kTraversalRangeAbove it stands for a traversal, otherwise for
+// tracking.
 extern float theta_v;
+
+namespace tarn {
+
+inline constexpr float kTraversalRangeAbove = 1.0f;
+
+}  // namespace tarn
