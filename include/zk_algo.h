@@ -36,9 +36,6 @@ typedef struct {
     float centrePoint[3];
 } zk_tool_sphere_t;
 
-/* Results of the entry points whose algorithm is not part of this build. */
-#define ZK_ALGO_NOT_AVAILABLE (-99)
-
 /* ----------------------------------------------------------------------------------
  * Model and parameters
  * ---------------------------------------------------------------------------------- */

@@ -8,20 +8,8 @@
 
 #include "Application/zk_algo_convert.h"
 
-// The self-collision model and the seven-axis solvers join the library in their own time;
-// until then the entry points over them answer ZK_ALGO_NOT_AVAILABLE.
-#if __has_include("libalgo_safety.h")
-#include "libalgo_safety.h"
-#define ZK_ALGO_HAS_SAFETY 1
-#else
-#define ZK_ALGO_HAS_SAFETY 0
-#endif
-#if __has_include("libalgo_ikine7.h")
 #include "libalgo_ikine7.h"
-#define ZK_ALGO_HAS_IKINE7 1
-#else
-#define ZK_ALGO_HAS_IKINE7 0
-#endif
+#include "libalgo_safety.h"
 
 using namespace zk_algo;
 
@@ -248,7 +236,6 @@ zk_dh_t invoke_libalgo_get_dh_value()
     return r;
 }
 
-#if ZK_ALGO_HAS_SAFETY
 int invoke_libalgo_set_tool_envelope(int index, const zk_tool_sphere_t& sphere)
 {
     const ToolSphere s{sphere.radius, sphere.centrePoint[0], sphere.centrePoint[1], sphere.centrePoint[2]};
@@ -263,11 +250,6 @@ int invoke_libalgo_get_tool_envelope(int index, zk_tool_sphere_t* sphere)
     *sphere = zk_tool_sphere_t{s.r, {s.x, s.y, s.z}};
     return 0;
 }
-#else
-// The self-collision model is not part of this build.
-int invoke_libalgo_set_tool_envelope(int, const zk_tool_sphere_t&) { return ZK_ALGO_NOT_AVAILABLE; }
-int invoke_libalgo_get_tool_envelope(int, zk_tool_sphere_t*) { return ZK_ALGO_NOT_AVAILABLE; }
-#endif
 
 void invoke_kin_set_singularity_thresholds(float q_elbow_deg, float q_wrist_deg, float d_shoulder)
 {
@@ -408,21 +390,16 @@ int invoke_kine_robot_universal_singularity_analyse(const float* q_deg, float* t
     return kine_robot_universal_singularity_analyse(q.q, threshold);
 }
 
-#if ZK_ALGO_HAS_SAFETY
 int invoke_safety_robot_self_collision_detection(const float* q_deg)
 {
     const JointsRad q = joints_to_rad(q_deg);
     return safety_robot_self_collision_detection(q.q);
 }
-#else
-int invoke_safety_robot_self_collision_detection(const float*) { return ZK_ALGO_NOT_AVAILABLE; }
-#endif
 
 /* -----------------------------------------------------------------------------
  * Arm angle of the seven-axis SRS arm
  * -------------------------------------------------------------------------- */
 
-#if ZK_ALGO_HAS_IKINE7
 int invoke_calculate_arm_angle_from_config_ax71(const float* q_ref_deg, float* arm_angle_deg)
 {
     JointsRad q = joints_to_rad(q_ref_deg);  // the solver adds the offsets in place
@@ -444,11 +421,3 @@ int invoke_inverse_kinematics_ax71_for_arm_angle(const zk_inverse_kinematics_par
     if (result == 0 || result == -1) joints_to_deg(q_solved, q_solve_deg, model_joints());
     return result;
 }
-#else
-// The seven-axis solvers are not part of this build.
-int invoke_calculate_arm_angle_from_config_ax71(const float*, float*) { return ZK_ALGO_NOT_AVAILABLE; }
-int invoke_inverse_kinematics_ax71_for_arm_angle(const zk_inverse_kinematics_params_t&, float, float*)
-{
-    return ZK_ALGO_NOT_AVAILABLE;
-}
-#endif
