@@ -8,5 +8,6 @@
 #include "zk_events.h"
 #include "zk_realtime.h"
 #include "zk_motion.h"
+#include "zk_algo.h"
 
 #endif /* ZK_API_H */

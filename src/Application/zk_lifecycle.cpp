@@ -10,6 +10,7 @@
 #include "Application/zk_threads.h"
 #include "Middleware/MIO_JSON.h"
 #include "Middleware/log.h"
+#include "zk_algo.h"
 #include "zk_realtime.h"
 
 zk_handle_t* gHandleList[kMaxRobotHandles] = {};
@@ -415,6 +416,6 @@ int zk_sync_robot_info(zk_robot_handle* handle)
 
 void zk_sync_hand_over(zk_robot_handle* handle)
 {
-    // The algorithm library learns the connected arm here once its facade exists.
-    (void)handle;
+    // Whatever the sync returned: what was learnt so far is what the arm is taken to be.
+    zk_algo_arm_state_set(handle);
 }
