@@ -72,17 +72,9 @@ void run(benchmark::State& state, Solve&& solve)
     }
     samples.report(state);
 
-    constexpr int kBatch = 16, kTries = 5;
+    constexpr int kBatch = 16;
     double worst = 0.0;
-    for (const Case& c : cases) {
-        double best = 1e300;
-        for (int t = 0; t < kTries; ++t) {
-            const auto t0 = std::chrono::steady_clock::now();
-            for (int k = 0; k < kBatch; ++k) solve(c);
-            best = std::min(best, std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - t0).count());
-        }
-        worst = std::max(worst, best / kBatch);
-    }
+    for (const Case& c : cases) worst = std::max(worst, zk_bench::best_batch_mean_us([&] { solve(c); }, kBatch));
     state.counters["worst_input_us"] = worst;
     state.SetLabel(model.name);
 }

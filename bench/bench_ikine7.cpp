@@ -87,17 +87,8 @@ void run(benchmark::State& state, const Mode& mode, int batch)
     }
     samples.report(state);
 
-    constexpr int kTries = 5;
     double worst = 0.0;
-    for (const Case& c : cases) {
-        double best = 1e300;
-        for (int t = 0; t < kTries; ++t) {
-            const auto t0 = std::chrono::steady_clock::now();
-            for (int k = 0; k < batch; ++k) solve(c);
-            best = std::min(best, std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - t0).count());
-        }
-        worst = std::max(worst, best / batch);
-    }
+    for (const Case& c : cases) worst = std::max(worst, zk_bench::best_batch_mean_us([&] { solve(c); }, batch));
     state.counters["worst_input_us"] = worst;
     state.SetLabel(std::string(model.name) + " " + mode.name);
     ikine_set_7dof_solver_search_strategy(1);

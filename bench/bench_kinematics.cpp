@@ -75,15 +75,8 @@ void measure(benchmark::State& state, const std::array<Joints, kInputs>& inputs,
     samples.report(state);
 
     std::array<double, kInputs> per_input{};
-    for (int c = 0; c < kInputs; ++c) {
-        double best = 1e300;
-        for (int t = 0; t < kTries; ++t) {
-            const auto t0 = std::chrono::steady_clock::now();
-            for (int k = 0; k < kBatch; ++k) call(inputs[c].data());
-            best = std::min(best, std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - t0).count());
-        }
-        per_input[c] = best / kBatch;
-    }
+    for (int c = 0; c < kInputs; ++c)
+        per_input[c] = zk_bench::best_batch_mean_us([&] { call(inputs[c].data()); }, kBatch, kTries);
     std::sort(per_input.begin(), per_input.end());
     state.counters["median_input_us"] = per_input[kInputs / 2];
     state.counters["worst_input_us"] = per_input.back();

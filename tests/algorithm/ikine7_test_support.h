@@ -9,6 +9,7 @@
 #include <numbers>
 
 #include "algo_test_util.h"
+#include "arm_model_support.h"
 #include "libalgo.h"
 
 namespace ikine7_test {
@@ -16,35 +17,15 @@ namespace ikine7_test {
 inline constexpr int kJoints = 7;
 inline constexpr double kPi = std::numbers::pi;
 
-struct SevenAxisModel {
-    RobotType type;
-    SensorType sensor;
-    const char* name;
-};
+using SevenAxisModel = algo_test::ArmModel;
+using algo_test::model_name;
+using algo_test::use_frames;
+using algo_test::use_model;
 
 inline constexpr SevenAxisModel kAx71{AX71, _B, "AX71"};
 inline constexpr SevenAxisModel kAx71Xf{AX71, _XF, "AX71_XF"};
 inline constexpr SevenAxisModel kTor77{TOR77, _B, "TOR77"};
 inline constexpr SevenAxisModel kTor77II{TOR77II, _B, "TOR77II"};
-
-inline std::string model_name(const testing::TestParamInfo<SevenAxisModel>& info) { return info.param.name; }
-
-inline void use_model(const SevenAxisModel& model)
-{
-    libalgo_init();
-    ASSERT_EQ(libalgo_set_robot_and_sensor_type(model.type, model.sensor), 0);
-}
-
-// Install, tool and work frames away from the identity, so that their removal is tested.
-inline void use_frames()
-{
-    const Euler install{0.3f, -0.2f, 0.5f};
-    libalgo_set_robot_install_angle(&install);
-    const Coord tool{0.01f, -0.02f, 0.08f, 0.1f, 0.2f, -0.3f};
-    libalgo_set_tool_cs_params(&tool);
-    const Coord work{0.2f, -0.1f, 0.05f, 0.0f, 0.1f, 0.7f};
-    libalgo_set_work_cs_params(&work);
-}
 
 inline bool is_ax71() { return libalgo_get_robot_type() == AX71; }
 

@@ -9,39 +9,20 @@
 #include <string>
 
 #include "algo_test_util.h"
+#include "arm_model_support.h"
 #include "libalgo.h"
 
 namespace ikine_test {
 
-struct SixAxisModel {
-    RobotType type;
-    SensorType sensor;
-    const char* name;
-};
+using SixAxisModel = algo_test::ArmModel;
+using algo_test::model_name;
+using algo_test::use_frames;
+using algo_test::use_model;
 
 inline constexpr SixAxisModel kSixAxisModels[] = {
     {AX61, _B, "AX61"},       {AL64II, _QF, "AL64II"}, {AL64III, _XF, "AL64III"}, {AL64IV, IXF, "AL64IV"},
     {LUM61, _B, "LUM61"},     {LUM66, _B, "LUM66"},    {LUM67, _XF, "LUM67"},
 };
-
-inline std::string model_name(const testing::TestParamInfo<SixAxisModel>& info) { return info.param.name; }
-
-inline void use_model(const SixAxisModel& model)
-{
-    libalgo_init();
-    ASSERT_EQ(libalgo_set_robot_and_sensor_type(model.type, model.sensor), 0);
-}
-
-// Install, tool and work frames away from the identity, so that their removal is tested.
-inline void use_frames()
-{
-    const Euler install{0.3f, -0.2f, 0.5f};
-    libalgo_set_robot_install_angle(&install);
-    const Coord tool{0.01f, -0.02f, 0.08f, 0.1f, 0.2f, -0.3f};
-    libalgo_set_tool_cs_params(&tool);
-    const Coord work{0.2f, -0.1f, 0.05f, 0.0f, 0.1f, 0.7f};
-    libalgo_set_work_cs_params(&work);
-}
 
 // Stays this far inside each limit, so that rounding never takes a target's own joint
 // vector outside.
