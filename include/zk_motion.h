@@ -97,6 +97,12 @@ ZK_API int zk_movec_nblock(zk_robot_handle* handle, zk_pose_t pose_via, zk_pose_
 ZK_API int zk_movec_block(zk_robot_handle* handle, zk_pose_t pose_via, zk_pose_t pose_to, int v, int r, int loop,
                           int trajectory_connect, int block);
 
+/* The blocking wait of ZK_SINGLE_MODE_E, for `timeout` rounds awaiting the end frame of
+ * `device` (0 the arm; 3 or 4 the lift and expansion axes). No socket is read here, since no
+ * thread files end frames in that mode: a round finds nothing and the result is -3; with
+ * no round at all (timeout 0) it is -5. */
+ZK_API int zk_movecmd_singlemode_parse(zk_robot_handle* handle, int timeout, int device);
+
 /* The trajectory the controller is running. `data` must hold 7 floats: for joint kinds
  * (none, joint space, replay) one angle in degrees per joint; for Cartesian kinds x, y, z
  * in metres, then rx, ry, rz in radians. 0, the exchange's -1/-2, or -1 for a reply that

@@ -40,10 +40,11 @@ const TrajectoryKind* find_kind(const char* wire)
     return nullptr;
 }
 
+// A value the array doesn't hold, or one that isn't a number, reads as -1 before scaling,
+// as the JSON layer reads every integer array: the controller's array is taken as it comes.
 float scaled(const cJSON* data, int index, double scale)
 {
-    const cJSON* item = MIO_JSON_GetArrayItem(data, index);
-    return static_cast<float>(MIO_JSON_NumberToInt(item->valuedouble) / scale);
+    return static_cast<float>(MIO_JSON_GetArrayItemInt(data, index) / scale);
 }
 
 // Reads the reply into type and data; 0, or -1 with the reason logged.
@@ -57,22 +58,18 @@ int parse_current_trajectory(const char* reply, int dof, zk_arm_current_trajecto
         MIO_JSON_Delete(root);
         return -1;
     }
-    const TrajectoryKind* kind = find_kind(wire_type);
-    const int count = (kind != nullptr && kind->cartesian) ? kCartesianValues : dof;
-    // Every value must be a number and none may be missing: a short array would otherwise
-    // hand the caller values that were never sent.
-    bool numbers = cJSON_IsArray(values) && MIO_JSON_GetArraySize(values) >= count;
-    for (int i = 0; numbers && i < count; ++i) numbers = cJSON_IsNumber(MIO_JSON_GetArrayItem(values, i));
-    if (!numbers) {
+    if (!cJSON_IsArray(values)) {
         zk_log_error("[%s] Data type parse err\n", kCaller);
         MIO_JSON_Delete(root);
         return -1;
     }
+    const TrajectoryKind* kind = find_kind(wire_type);
     if (kind == nullptr) {
         zk_log_error("[%s] Unknown trajectory type: %s\n", kCaller, wire_type);
         MIO_JSON_Delete(root);
         return -1;
     }
+    const int count = kind->cartesian ? kCartesianValues : dof;
     for (int i = 0; i < count; ++i) {
         const double scale = !kind->cartesian ? kJointScale : (i < 3 ? kPositionScale : kEulerScale);
         data[i] = scaled(values, i, scale);

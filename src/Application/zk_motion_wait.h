@@ -32,7 +32,4 @@ int zk_motion_await_arrival(zk_robot_handle* handle, const ZkMotionWait& wait, i
 // another device ended; a parse failure or the sixth failed query's own result.
 int zk_motion_wait_loop(zk_robot_handle* handle, const ZkMotionWait& wait);
 
-// The blocking wait of ZK_SINGLE_MODE_E, for `timeout` rounds awaiting an end frame of
-// `device`. No socket is read here (the single-mode exchange already dropped any end frame),
-// so a round finds nothing and the result is -3; with no round at all it is -5.
-int zk_movecmd_singlemode_parse(zk_robot_handle* handle, int timeout, int device);
+// The single-mode wait, zk_movecmd_singlemode_parse, is exported: see zk_motion.h.
