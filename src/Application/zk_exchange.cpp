@@ -62,8 +62,11 @@ void copy_reply(uint8_t* buf, int buf_len, const uint8_t* frame, int length)
 int assemble(zk_handle_t* handle, const char* command, const uint8_t* bytes, int count, uint8_t* buf, int buf_len)
 {
     for (int i = 0; i < count; ++i) {
-        if (recv_data.length >= kRecvFrameCapacity) clear_recv_data();  // larger than any frame: drop it
         recv_data.data[recv_data.length++] = bytes[i];
+        if (recv_data.length > kRecvFrameCapacity - 1) {  // larger than any frame: drop it
+            clear_recv_data();
+            continue;
+        }
         const int n = recv_data.length;
         if (!(n > 5 && recv_data.data[n - 1] == '\n' && recv_data.data[n - 2] == '\r')) continue;
 

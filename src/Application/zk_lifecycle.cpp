@@ -158,7 +158,7 @@ zk_robot_handle* zk_create_robot_arm(const char* ip, int port)
         return &g_unusable_handle;
     }
     gHandleList[index] = handle;
-    ++g_slot_generation[index];
+    const uint64_t generation = ++g_slot_generation[index];
     zk_receive_thread_wake();
 
     if (handle->socket_handle->socket_id > 0) {
@@ -169,6 +169,13 @@ zk_robot_handle* zk_create_robot_arm(const char* ip, int port)
         const int synced = zk_sync_robot_info(&handle->robot_handle);
         zk_sync_hand_over(&handle->robot_handle);
         zk_wrlock_lock();
+        // Another host thread may have deleted the handle while the lock was free; its
+        // record is gone then, and the caller gets the failed handle instead.
+        if (g_slot_generation[index] != generation) {
+            zk_wrlock_unlock();
+            g_unusable_handle.id = -1;
+            return &g_unusable_handle;
+        }
         if (synced == 0) {
             zk_wrlock_unlock();
             return &handle->robot_handle;

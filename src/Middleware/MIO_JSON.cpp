@@ -33,7 +33,7 @@ int MIO_JSON_GetObjectItemInt(const cJSON* object, const char* string)
     return MIO_JSON_NumberToInt(item->valuedouble);
 }
 
-const char* MIO_JSON_GetObjectItemStr(const cJSON* object, const char* string)
+char* MIO_JSON_GetObjectItemStr(const cJSON* object, const char* string)
 {
     if (!object || !string) return nullptr;
     const cJSON* item = cJSON_GetObjectItem(object, string);

@@ -8,7 +8,7 @@ cJSON* MIO_JSON_Parse(const char* value);
 void MIO_JSON_Delete(cJSON* c);
 cJSON* MIO_JSON_GetObjectItem(const cJSON* object, const char* string);
 int MIO_JSON_GetObjectItemInt(const cJSON* object, const char* string);   // -2 null, -1 missing, -3 not a number
-const char* MIO_JSON_GetObjectItemStr(const cJSON* object, const char* string);
+char* MIO_JSON_GetObjectItemStr(const cJSON* object, const char* string);
 int MIO_JSON_GetObjectItemBool(const cJSON* object, const char* string);  // 1, 0, or -1
 cJSON* MIO_JSON_GetArrayItem(const cJSON* array, int index);
 int MIO_JSON_GetArrayItemInt(const cJSON* array, int index);              // -1 for anything amiss

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "Application/zk_exchange.h"
 #include "Middleware/MIO_JSON.h"
@@ -90,6 +91,21 @@ TEST(Exchange, FrameLargerThanTheAssemblerIsDropped)
     const std::string huge = "{\"command\":\"set_x\",\"pad\":\"" + std::string(25000, 'a') + "\",\"set_state\":false}\r\n";
     arm.controller().on("set_x").reply_raw(huge + kSetReply + "\r\n");
     EXPECT_EQ(zk_set_data_common(arm.handle(), 1, "set_x", "x"), 0);  // only the second frame is seen
+}
+
+TEST(Exchange, AssemblerHoldsFramesOfAtMost20479Bytes)
+{
+    const std::string head = R"({"command":"set_x","set_state":true,"pad":")";
+    const std::string tail = "\"}\r\n";
+    // A frame that fits is matched (and, outgrowing the 1024-byte reply buffer, fails to
+    // parse); one byte more and it is dropped unseen, so the wait runs out.
+    for (const auto& [length, result] : {std::pair{20479, -3}, std::pair{20480, -2}}) {
+        ConnectedArm arm;
+        zk_set_timeout(300);
+        const std::string frame = head + std::string(length - head.size() - tail.size(), 'a') + tail;
+        arm.controller().on("set_x").reply_raw(frame);
+        EXPECT_EQ(zk_set_data_common(arm.handle(), 1, "set_x", "x"), result) << length;
+    }
 }
 
 TEST(Exchange, ReplyLargerThanTheCallersBufferFailsToParse)
