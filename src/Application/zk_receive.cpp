@@ -105,7 +105,7 @@ int pick_slot(zk_socket_fifo_handle* store)
 
 // A frame with neither name: the drag-teach point stream, or something unknown. Returns the
 // slot the frame is then kept in, or -1 when it isn't kept.
-int handle_unnamed_frame(const cJSON* root, const char* str)
+int handle_unnamed_frame(const zk_handle_t* handle, const cJSON* root, const char* str)
 {
     const cJSON* point = MIO_JSON_GetObjectItem(root, "point");
     if (!cJSON_IsArray(point)) {
@@ -122,10 +122,11 @@ int handle_unnamed_frame(const cJSON* root, const char* str)
         // Points with no save file open have nowhere to go: flag the stream as failed.
         drag_teach_save_state = 1;
     }
-    // A point frame is kept in the slot whose number is the point's joint count, under
-    // that slot's previous name.
-    const int slot = MIO_JSON_GetArraySize(point);
-    return slot < kFifoSlots ? slot : -1;
+    // A point frame is kept in the slot whose number is the arm's degrees of freedom (the
+    // point reader counts its joints with the slot index), under that slot's previous name.
+    // The arm's count, not the array's: a short or long point array lands in the same slot.
+    const int slot = handle->arm_dof;
+    return slot >= 0 && slot < kFifoSlots ? slot : -1;
 }
 
 zk_event_push_data_t trajectory_event(const zk_handle_t* handle, const cJSON* root)
@@ -191,7 +192,7 @@ void add_str_to_fifo(zk_handle_t* handle, const char* str, int str_len)
         std::memset(slot_name, 0, sizeof slot_name);
         std::strcpy(slot_name, name);
     } else {
-        slot_index = handle_unnamed_frame(root, str);
+        slot_index = handle_unnamed_frame(handle, root, str);
         if (slot_index < 0) {
             MIO_JSON_Delete(root);
             return;
@@ -211,6 +212,7 @@ void add_str_to_fifo(zk_handle_t* handle, const char* str, int str_len)
         std::lock_guard<std::mutex> lock(store->lock);
         zk_socket_fifo& slot = store->fifo[slot_index];
         std::memcpy(slot.command, slot_name, sizeof slot.command);
+        // A reused slot is cleared first, so a frame never carries an older, longer one's tail.
         std::memset(slot.str_json, 0, sizeof slot.str_json);
         std::memcpy(slot.str_json, str, static_cast<size_t>(str_len));
         slot.time = now;

@@ -173,13 +173,15 @@ std::string read_file(const std::string& path)
 TEST(PointStream, PointsAreWrittenCountedAndKeptInTheSlotOfTheirJointCount)
 {
     LooseHandle loose;
+    loose.handle.arm_dof = 6;
     loose.file(named("earlier_name"));  // slot 0
-    for (int i = 1; i <= 6; ++i) loose.file(named(std::string("n") + std::to_string(i)));
+    for (int i = 1; i <= 7; ++i) loose.file(named(std::string("n") + std::to_string(i)));
     const std::string path = ::testing::TempDir() + "points.txt";
     ASSERT_TRUE(drag_teach_file_open(path.c_str()));
     drag_teach_total_num = 2;
     const std::string p1 = R"({"point":[1,2,3,4,5,6]})";
-    const std::string p2 = R"({"point":[7,8,9,10,11,12]})";
+    // The slot follows the arm's joint count, not the length of the point array.
+    const std::string p2 = R"({"point":[7,8,9,10,11,12,13]})";
     loose.file(p1);
     EXPECT_EQ(drag_teach_count.load(), 1);
     EXPECT_EQ(drag_teach_save_complete.load(), 0);
