@@ -14,10 +14,12 @@ using tarn::KinVec3;
 
 namespace {
 
-constexpr double kDegToRad = tarn::kPi / 180.0;
+// Degrees to radians for the angle of a move: deg x pi, then / 180, in double, narrowed once.
+float deg_to_rad(float degrees) { return static_cast<float>(degrees * tarn::kPi / 180.0); }
 
-// Degrees to radians in double, narrowed once.
-float deg_to_rad(float degrees) { return static_cast<float>(degrees * kDegToRad); }
+// The joints of a public call go through this factor (double), narrowed once; it is not
+// pi / 180 to the last double bit, and the narrowed joint follows it.
+constexpr double kJointDegToRad = 0.0174532925199433;
 
 // The joint vector of a public call (degrees) in radians: the model's dof entries, the
 // rest zero, so that a caller's shorter array is never read past its joints.
@@ -29,7 +31,7 @@ JointsRad joints_to_rad(const float* q_deg)
 {
     JointsRad r{};
     const int dof = tarn::clamp_dim(libalgo_get_rbt_dof(), LIBALGO_MAX_JOINTS);
-    for (int i = 0; i < dof; ++i) r.q[i] = deg_to_rad(q_deg[i]);
+    for (int i = 0; i < dof; ++i) r.q[i] = static_cast<float>(q_deg[i] * kJointDegToRad);
     return r;
 }
 
