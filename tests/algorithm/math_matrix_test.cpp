@@ -246,11 +246,11 @@ TEST(MathMatrix, RankAndDeterminant)
     }
     testing::internal::CaptureStderr();
     const float det = mat_det(make(2, 3, {1, 2, 3, 4, 5, 6}));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "A is not a square matrix.\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "A is not a square matrix.");
     EXPECT_TRUE(std::isinf(det) && det > 0);
     testing::internal::CaptureStderr();
     EXPECT_TRUE(std::isinf(matD_det(matD_zeros(1, 2))));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "A is not a square matrix.\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "A is not a square matrix.");
 }
 
 TEST(MathMatrix, InverseResults)

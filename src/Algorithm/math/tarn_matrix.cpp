@@ -278,7 +278,8 @@ Elem<M> det(const M& a)
 {
     using T = Elem<M>;
     if (a.row != a.col) {
-        std::fputs("A is not a square matrix.\n", stderr);
+        // The message carries no line end of its own; callers that print after it add one.
+        std::fputs("A is not a square matrix.", stderr);
         return std::numeric_limits<T>::infinity();
     }
     const int n = mat_rows(a);
