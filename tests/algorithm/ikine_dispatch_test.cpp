@@ -106,6 +106,10 @@ TEST(IkineDispatch, LastJointJustPastFullTurnIsPulledBack)
     EXPECT_EQ(inverse_kinematics(ref, target, out, 0), 0);
     EXPECT_NEAR(out[5], 0.5f, kJointTolerance);
 
+    ref[5] = 6.318092f;  // the float just below the bound of the tolerance is still pulled back
+    EXPECT_EQ(inverse_kinematics(ref, target, out, 0), 0);
+    EXPECT_NEAR(out[5], 0.5f, kJointTolerance);
+
     ref[5] = 6.32f;  // a second turn: the solution keeps it and lies beyond the limits
     EXPECT_EQ(inverse_kinematics(ref, target, out, 0), -2);
     EXPECT_NEAR(out[5], 0.5f + kTwoPi, kJointTolerance);

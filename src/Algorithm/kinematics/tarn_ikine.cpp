@@ -20,8 +20,10 @@ constexpr float kTraversalRange = 3.14f;
 
 // A reference of the last joint up to 2 degrees beyond a full turn is pulled back onto
 // the turn, so that a joint parked at 360 degrees does not count as one more turn.
+// The turn is the float 2 pi; the bound of the tolerance is compared in double, so that
+// the float nearest 6.318092 (just below it) is still pulled back.
 constexpr float kFullTurn = 6.283185f;
-constexpr float kFullTurnTolerance = 6.318092f;
+constexpr double kFullTurnTolerance = 6.318092;
 
 // Every model number above this is unknown.
 constexpr int kLastRobotType = TOR77II;
@@ -94,8 +96,9 @@ int inverse_kinematics(const float* q_ref, Pose pose, float* q_out, uint8_t flag
 
     const int type = libalgo_get_robot_type();
     float& last = q[type == AX71 ? 6 : 5];
-    if (last > kFullTurn && last < kFullTurnTolerance) last = kFullTurn;
-    if (last > -kFullTurnTolerance && last < -kFullTurn) last = -kFullTurn;
+    const double reference = last;
+    if (last > kFullTurn && reference < kFullTurnTolerance) last = kFullTurn;
+    if (reference > -kFullTurnTolerance && last < -kFullTurn) last = -kFullTurn;
 
     if (type > kLastRobotType) return -4;
     switch (type) {
