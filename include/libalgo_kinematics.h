@@ -135,7 +135,7 @@ ZK_API int kin_robot_singularity_analyse(const float* q, const char* mode, float
 /* By the smallest singular value of the flange Jacobian ("machine"): -1 when it is at or
  * below the threshold, -2 when the decomposition fails (also for a model without
  * joints), else 0. threshold: null means 0.01; a negative value is made positive and
- * written back; values above 1.0 count as 1.0 (not written back). */
+ * written back, even with a null q; values above 1.0 count as 1.0 (not written back). */
 ZK_API int kine_robot_universal_singularity_analyse(const float* q, float* threshold);
 
 /* ----------------------------------------------------------------------------------
