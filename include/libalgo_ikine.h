@@ -80,6 +80,10 @@ ZK_API int ikine_get_7dof_solver_search_strategy(void);
  * consistent. */
 ZK_API void ikine_set_solution_range_ax71(float range);
 ZK_API float ikine_get_solution_range_ax71(void);
+/* The pair itself (defaults 1 and 0.013): AX71 reads only theta_v, TOR77 only
+ * global_is_movl; the setters above keep them consistent. */
+ZK_API extern int global_is_movl;
+ZK_API extern float theta_v;
 
 /* ----------------------------------------------------------------------------------
  * Six-axis solvers. T is the tool in the arm's world frame (calc_Tbase2tool_from_Pose);

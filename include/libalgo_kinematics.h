@@ -96,6 +96,10 @@ ZK_API Matrix kin_get_SDH_Ti(int i, const DH* dh, const float* theta);
  * Every run leaves the chain after joint 2, 5 and 6 in the snapshots T02, T05, T06
  * (a snapshot whose joint the model lacks keeps its earlier value). */
 ZK_API Matrix kin_universal_kinematics_Tn(const float* q, const char* mode, const char* frame);
+/* The snapshots themselves: the chain from the base to frames 2, 5 and 6 of the last run. */
+ZK_API extern Matrix T02;
+ZK_API extern Matrix T05;
+ZK_API extern Matrix T06;
 
 /* Jacobian in the end frame, 6 x dof (linear rows, then angular), by Paul's method: the
  * flange frame for with_tool other than 1, the tool frame for 1. Header 6, dof. */
@@ -116,6 +120,10 @@ ZK_API void kin_singularity_thresholds_init(void);
 ZK_API void kin_set_singularity_thresholds(float q_elbow, float q_wrist, float d_shoulder);
 /* Null pointers are skipped. */
 ZK_API void kin_get_singularity_thresholds(float* q_elbow, float* q_wrist, float* d_shoulder);
+/* The thresholds themselves, read by kin_robot_singularity_analyse at each call. */
+ZK_API extern float d_shoulder; /* m: wrist point from the shoulder plane */
+ZK_API extern float q_elbow;    /* rad: elbow joint from stretched */
+ZK_API extern float q_wrist;    /* rad: wrist joint from 0 or pi */
 
 /* Geometric judgement, in priority order: -1 shoulder (the wrist point within d_shoulder
  * of the plane through the base axis and the shoulder axis), -2 elbow (the elbow joint
@@ -127,7 +135,7 @@ ZK_API int kin_robot_singularity_analyse(const float* q, const char* mode, float
 /* By the smallest singular value of the flange Jacobian ("machine"): -1 when it is at or
  * below the threshold, -2 when the decomposition fails (also for a model without
  * joints), else 0. threshold: null means 0.01; a negative value is made positive and
- * written back; values above 1.0 count as 1.0 (not written back). */
+ * written back, even with a null q; values above 1.0 count as 1.0 (not written back). */
 ZK_API int kine_robot_universal_singularity_analyse(const float* q, float* threshold);
 
 /* ----------------------------------------------------------------------------------

@@ -106,6 +106,10 @@ TEST(IkineDispatch, LastJointJustPastFullTurnIsPulledBack)
     EXPECT_EQ(inverse_kinematics(ref, target, out, 0), 0);
     EXPECT_NEAR(out[5], 0.5f, kJointTolerance);
 
+    ref[5] = 6.318092f;  // the float just below the bound of the tolerance is still pulled back
+    EXPECT_EQ(inverse_kinematics(ref, target, out, 0), 0);
+    EXPECT_NEAR(out[5], 0.5f, kJointTolerance);
+
     ref[5] = 6.32f;  // a second turn: the solution keeps it and lies beyond the limits
     EXPECT_EQ(inverse_kinematics(ref, target, out, 0), -2);
     EXPECT_NEAR(out[5], 0.5f + kTwoPi, kJointTolerance);
@@ -324,6 +328,28 @@ TEST(IkineChecks, OverspeedOverOneControlPeriod)
     to[0] = from[0] + 0.0065f;
     EXPECT_EQ(joint_overspeed_judgment(from, to, 1.0f), 1);
     EXPECT_EQ(joint_overspeed_judgment(from, to, 1.1f), 0);
+}
+
+TEST(IkineChecks, OverspeedBoundaryIsLimitTimesPeriodTimesFactor)
+{
+    use_model(kAx61);
+    float vmax[8];
+    libalgo_get_joint_vel_maxlim(vmax);
+    const float period = libalgo_get_control_loop_period();
+    // A factor at which the two orders of the product round apart, so the test tells them
+    // apart: the bound is (vmax x period) x factor.
+    float factor = 0.0f;
+    for (int i = 1; i < 1000 && factor == 0.0f; ++i) {
+        const float f = 0.5f + 0.001f * static_cast<float>(i);
+        if (vmax[0] * period * f != vmax[0] * (period * f)) factor = f;
+    }
+    ASSERT_NE(factor, 0.0f);
+    const float from[8] = {};
+    float to[8] = {};
+    to[0] = vmax[0] * period * factor;
+    EXPECT_EQ(joint_overspeed_judgment(from, to, factor), 0);
+    to[0] = std::nextafter(to[0], 1.0f);
+    EXPECT_EQ(joint_overspeed_judgment(from, to, factor), 1);
 }
 
 /* -----------------------------------------------------------------------------

@@ -20,8 +20,10 @@ constexpr float kTraversalRange = 3.14f;
 
 // A reference of the last joint up to 2 degrees beyond a full turn is pulled back onto
 // the turn, so that a joint parked at 360 degrees does not count as one more turn.
+// The turn is the float 2 pi; the bound of the tolerance is compared in double, so that
+// the float nearest 6.318092 (just below it) is still pulled back.
 constexpr float kFullTurn = 6.283185f;
-constexpr float kFullTurnTolerance = 6.318092f;
+constexpr double kFullTurnTolerance = 6.318092;
 
 // Every model number above this is unknown.
 constexpr int kLastRobotType = TOR77II;
@@ -56,14 +58,16 @@ Mat flange_target(const Matrix& target)
     return matrix_to_mat(matrix_m(matrix_m(base, target), tool));
 }
 
-// First joint (from 1) whose step exceeds its speed limit times `period`, else 0.
-int first_too_fast(const float* q_from, const float* q_to, float period)
+// First joint (from 1) whose step exceeds its speed limit times `period` times `factor`,
+// else 0. The product is taken left to right, limit by period first, so that a step of
+// exactly vmax * period * factor is not too fast.
+int first_too_fast(const float* q_from, const float* q_to, float period, float factor)
 {
     float vmax[LIBALGO_MAX_JOINTS];
     libalgo_get_joint_vel_maxlim(vmax);
     const int n = counted_joints();
     for (int j = 0; j < n; ++j)
-        if (std::fabs(q_to[j] - q_from[j]) > vmax[j] * period) return j + 1;
+        if (std::fabs(q_to[j] - q_from[j]) > vmax[j] * period * factor) return j + 1;
     return 0;
 }
 
@@ -92,8 +96,9 @@ int inverse_kinematics(const float* q_ref, Pose pose, float* q_out, uint8_t flag
 
     const int type = libalgo_get_robot_type();
     float& last = q[type == AX71 ? 6 : 5];
-    if (last > kFullTurn && last < kFullTurnTolerance) last = kFullTurn;
-    if (last > -kFullTurnTolerance && last < -kFullTurn) last = -kFullTurn;
+    const double reference = last;
+    if (last > kFullTurn && reference < kFullTurnTolerance) last = kFullTurn;
+    if (reference > -kFullTurnTolerance && last < -kFullTurn) last = -kFullTurn;
 
     if (type > kLastRobotType) return -4;
     switch (type) {
@@ -197,7 +202,7 @@ int ikine_check_joint_position_limit(const float* q)
 int ikine_check_joint_velocity_limit(float dt, const float* q_from, const float* q_to)
 {
     if (!q_from || !q_to) return -1;
-    return first_too_fast(q_from, q_to, dt);
+    return first_too_fast(q_from, q_to, dt, 1.0f);
 }
 
 int joint_overspeed_judgment(const float* q_from, const float* q_to, float factor)
@@ -205,7 +210,7 @@ int joint_overspeed_judgment(const float* q_from, const float* q_to, float facto
     if (!q_from || !q_to) return -1;
     // A negative factor (or NaN) counts as 0: then any motion at all is too fast.
     const float scale = factor > 0.0f ? factor : 0.0f;
-    return first_too_fast(q_from, q_to, libalgo_get_control_loop_period() * scale);
+    return first_too_fast(q_from, q_to, libalgo_get_control_loop_period(), scale);
 }
 
 /* -----------------------------------------------------------------------------

@@ -5,14 +5,11 @@
 // global_is_movl. Plain globals without a lock; one planner thread is the contract.
 #pragma once
 
-// 1: track a moving target (follow the reference); 0: traverse the redundant parameter.
-extern int global_is_movl;
-// Solution range; above kTraversalRangeAbove it stands for a traversal, otherwise for
-// tracking.
-extern float theta_v;
+#include "libalgo_ikine.h"  // global_is_movl, theta_v
 
 namespace tarn {
 
+// A solution range above this stands for a traversal, otherwise for tracking.
 inline constexpr float kTraversalRangeAbove = 1.0f;
 
 }  // namespace tarn

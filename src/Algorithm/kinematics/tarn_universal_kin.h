@@ -7,17 +7,9 @@
 
 #include "libalgo_kinematics.h"
 
-// Snapshots of the chain from the base to frames 2, 5 and 6, left by the last run of
-// kin_universal_kinematics_Tn whatever frame it was asked for. Plain globals: the chain
-// and whoever reads these run on one thread.
-extern Matrix T02;
-extern Matrix T05;
-extern Matrix T06;
-
-// Singularity thresholds, see kin_set_singularity_thresholds.
-extern float d_shoulder;  // m: wrist point from the shoulder plane
-extern float q_elbow;     // rad: elbow joint from stretched
-extern float q_wrist;     // rad: wrist joint from 0 or pi
+// The snapshots T02, T05, T06 and the thresholds d_shoulder, q_elbow, q_wrist are
+// declared in the public header: plain globals, the chain and whoever reads them run on
+// one thread.
 
 namespace tarn {
 
