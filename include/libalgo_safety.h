@@ -27,6 +27,7 @@
 #include <stdint.h>
 
 #include "libalgo_math.h"
+#include "libalgo_model.h"
 #include "zk_export.h"
 
 ZK_EXTERN_C_BEGIN
@@ -134,6 +135,8 @@ typedef struct {
  * stores (reads) nothing; get also refuses a null record. */
 ZK_API int libalgo_set_tool_envelope(int index, ToolSphere sphere);
 ZK_API int libalgo_get_tool_envelope(int index, ToolSphere* sphere);
+/* The tool envelope as set by libalgo_set_tool_envelope; kept until set again. */
+ZK_API extern ToolSphere toolModel[LIBALGO_TOOL_SPHERES];
 /* Copies every non-empty envelope slot into the same slot of tool_spheres_para and
  * returns their count. Slots are not compacted: an empty slot keeps its older content,
  * and the checks read the first count slots, so a hole hides the last sphere. */
@@ -177,6 +180,8 @@ ZK_API void calc_joint_points_TOR77(const float* q, int n);
 /* Least clearance between the parts of one family that may be compared, with the first
  * n tool spheres, capped at 1.0; returns at the first contact. _LUM61 serves LUM61,
  * LUM66 and LUM67 and takes the LUM66 geometry when the model is LUM66. */
+/* The payload as the last check read it; it takes no part in the geometry. */
+ZK_API extern PayloadCfg _pay_load;
 ZK_API float isCollision_self_tool_AX61(const float* q, int n);
 ZK_API float isCollision_self_tool_AX71(const float* q, int n);
 ZK_API float isCollision_self_tool_AL64II(const float* q, int n);
@@ -215,6 +220,9 @@ typedef struct {
     uint32_t second_arg; /* cuboid: 1 refuses the fence (result 1 or 2) */
     float joints[8];    /* the joints given with the fence */
 } FencePara;
+
+/* The fence as last given to libalgo_set_fence_para, accepted or not. */
+ZK_API extern FencePara fence_para;
 
 /* Stores the fence and validates it against the arm at q: 0 accepted; 1 the arm violates
  * it (a plane through the arm; a cuboid failing its test), or q is null or NaN; 2 a

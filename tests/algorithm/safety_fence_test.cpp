@@ -111,6 +111,8 @@ TEST_F(Fence, ValidationTable)
     libalgo_set_fence_para(0, 0, 0, around, q);
     libalgo_get_fence_para(&stored);
     EXPECT_EQ(std::memcmp(stored.joints, q, sizeof q), 0);
+    // The exported record is the one the getter copies.
+    EXPECT_EQ(std::memcmp(&fence_para, &stored, sizeof stored), 0);
 
     // A model without a collision family accepts any valid shape.
     libalgo_init();

@@ -135,7 +135,7 @@ Setup refresh(SafetyGeometry g, const float* q)
 {
     Setup s;
     s.n = update_ToolSpheresModel();
-    tarn::_pay_load = libalgo_get_payload_params();
+    _pay_load = libalgo_get_payload_params();
     s.tool = tarn::safety_end_points(g, q, s.n);
     return s;
 }

@@ -15,8 +15,4 @@ VEC3 PJB_max[LIBALGO_INSIDE_POINTS];
 
 FencePara fence_para;
 
-namespace tarn {
-
 PayloadCfg _pay_load;
-
-}  // namespace tarn

@@ -34,7 +34,7 @@ float self_clearance(SafetyGeometry g, const float* q, int n)
 {
     n = tarn::safety_sphere_count(n);
     q = tarn::safety_joints(q);
-    tarn::_pay_load = libalgo_get_payload_params();
+    _pay_load = libalgo_get_payload_params();
     const ToolLinkResult tool = tarn::safety_end_points(g, q, n);
     const tarn::CapsuleRadii& radii = tarn::safety_radii(g);
 
