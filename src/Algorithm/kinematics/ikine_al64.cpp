@@ -42,7 +42,7 @@ constexpr InlineForm kAl64IISingle = {
 constexpr InlineForm kAl64IIAll = {
     /*shoulder_tolerance=*/3e-7,
     /*mirrored_shoulder=*/true,
-    /*reach_band=*/0.0,
+    /*reach_band=*/1e-6,  // a ratio within 1e-6 of +-1 is set to +-1
 };
 
 /* -----------------------------------------------------------------------------
