@@ -42,17 +42,16 @@ constexpr InlineForm kAl64IISingle = {
 constexpr InlineForm kAl64IIAll = {
     /*shoulder_tolerance=*/3e-7,
     /*mirrored_shoulder=*/true,
-    /*reach_band=*/0.0,
+    /*reach_band=*/1e-6,  // a ratio within 1e-6 of +-1 is set to +-1
 };
 
 /* -----------------------------------------------------------------------------
  * al64_3: the shoulder with a sideways offset
  * -------------------------------------------------------------------------- */
 
-// The ratio K / rho of joint 2 beyond +-1 by less than this is taken as the stretched (or
-// folded) arm in the single form; the all-solutions form hands out exact solutions only.
-constexpr double kAl64IIISingleReachBand = 2e-4;
-constexpr double kAl64IIIAllReachBand = 0.0;
+// Unlike the in-line arms, neither form stretches the arm beyond its reach: a ratio K / rho
+// of joint 2 beyond +-1 skips the pair, up to the rounding kReachExact allows.
+constexpr double kAl64IIIReachBand = 0.0;
 
 // Lowest cost wins, every joint wrapped into the widened limits and within pi of the
 // reference; only the winner is tested, on the widened limits.
@@ -144,7 +143,7 @@ int inverse_kinematics_al64_3(Matrix T, const float* q_ref, float* q_out)
     Head head;
     if (!load_head(T, q_ref, kAl64SingleMargin, &head)) return -1;
     Candidates c;
-    if (!solve_al64_3(head, kAl64IIISingleReachBand, &c)) return -1;
+    if (!solve_al64_3(head, kAl64IIIReachBand, &c)) return -1;
     return select_solution(head, &c, kAl64IIISelection, q_out);
 }
 
@@ -155,7 +154,7 @@ zk_inverse_kinematics_all_solve_t ikine_al6II_solver(Matrix T, const float* q_re
     if (!load_head(T, q_ref, kAl64AllMargin, &head)) return no_solutions(q_ref);
     Candidates c;
     if (libalgo_get_robot_type() == AL64III) {
-        if (!solve_al64_3(head, kAl64IIIAllReachBand, &c)) return no_solutions(q_ref);
+        if (!solve_al64_3(head, kAl64IIIReachBand, &c)) return no_solutions(q_ref);
     } else {
         solve_inline_arm(head, q_ref, kAl64IIArm, kAl64IIAll, &c);
     }

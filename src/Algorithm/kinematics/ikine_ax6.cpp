@@ -32,7 +32,7 @@ constexpr InlineForm kAx6Single = {
 constexpr InlineForm kAx6All = {
     /*shoulder_tolerance=*/3e-7,
     /*mirrored_shoulder=*/true,
-    /*reach_band=*/0.0,
+    /*reach_band=*/1e-6,  // a ratio within 1e-6 of +-1 is set to +-1
 };
 
 }  // namespace

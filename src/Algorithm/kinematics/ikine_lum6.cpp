@@ -20,8 +20,10 @@ namespace {
 constexpr int kLum6ShoulderTwist = -1;
 constexpr WristTwists kLum6Wrist = {/*s5=*/1, /*s6=*/-1};
 
-// Limits widened by one degree for the wrap and the choice of turns.
+// Limits widened by one degree for the single form's choice of turns; the all-solutions
+// form wraps like ax6's, on limits widened by half a degree.
 constexpr double kLum6Margin = 0.017453292519943;
+constexpr double kLum6AllMargin = 0.0087;
 
 // The squared distance of P from joint 1's axis beyond the offset d4: below -kReachBand
 // P lies inside the offset cylinder and cannot be reached; between, the root is taken as
@@ -112,7 +114,7 @@ zk_inverse_kinematics_all_solve_t ikine_lum6_solver(Matrix T, const float* q_ref
 {
     if (!q_ref) return no_solutions(q_ref);
     Head head;
-    if (!load_head(T, q_ref, kLum6Margin, &head)) return no_solutions(q_ref);
+    if (!load_head(T, q_ref, kLum6AllMargin, &head)) return no_solutions(q_ref);
     Candidates c;
     if (!solve_lum6(head, kLum6AllElbowBand, &c)) return no_solutions(q_ref);
     return collect_solutions(head, c, q_ref);
