@@ -141,6 +141,22 @@ int finish_block(const MoveRow& row, zk_robot_handle* handle, const MoveReply& r
     return zk_motion_await_arrival(handle, row.wait, block, length);
 }
 
+// The two forms of the moves to a pose, which differ only in their row.
+int pose_move_nblock(const MoveRow& row, zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajectory_connect)
+{
+    MoveReply reply;
+    const int length = send_pose_move(row, handle, pose, v, r, trajectory_connect, reply);
+    return finish_nblock(row, reply, length);
+}
+
+int pose_move_block(const MoveRow& row, zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajectory_connect,
+                    int block)
+{
+    MoveReply reply;
+    const int length = send_pose_move(row, handle, pose, v, r, trajectory_connect, reply);
+    return finish_block(row, handle, reply, length, trajectory_connect, block);
+}
+
 }  // namespace
 
 // -----------------------------------------------------------------------------------------
@@ -179,16 +195,12 @@ int zk_movel(zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajecto
 
 int zk_movel_nblock(zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajectory_connect)
 {
-    MoveReply reply;
-    const int length = send_pose_move(kMoveL, handle, pose, v, r, trajectory_connect, reply);
-    return finish_nblock(kMoveL, reply, length);
+    return pose_move_nblock(kMoveL, handle, pose, v, r, trajectory_connect);
 }
 
 int zk_movel_block(zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajectory_connect, int block)
 {
-    MoveReply reply;
-    const int length = send_pose_move(kMoveL, handle, pose, v, r, trajectory_connect, reply);
-    return finish_block(kMoveL, handle, reply, length, trajectory_connect, block);
+    return pose_move_block(kMoveL, handle, pose, v, r, trajectory_connect, block);
 }
 
 // -----------------------------------------------------------------------------------------
@@ -203,16 +215,12 @@ int zk_moves(zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajecto
 
 int zk_moves_nblock(zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajectory_connect)
 {
-    MoveReply reply;
-    const int length = send_pose_move(kMoveS, handle, pose, v, r, trajectory_connect, reply);
-    return finish_nblock(kMoveS, reply, length);
+    return pose_move_nblock(kMoveS, handle, pose, v, r, trajectory_connect);
 }
 
 int zk_moves_block(zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajectory_connect, int block)
 {
-    MoveReply reply;
-    const int length = send_pose_move(kMoveS, handle, pose, v, r, trajectory_connect, reply);
-    return finish_block(kMoveS, handle, reply, length, trajectory_connect, block);
+    return pose_move_block(kMoveS, handle, pose, v, r, trajectory_connect, block);
 }
 
 // -----------------------------------------------------------------------------------------
@@ -227,16 +235,12 @@ int zk_movej_p(zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajec
 
 int zk_movej_p_nblock(zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajectory_connect)
 {
-    MoveReply reply;
-    const int length = send_pose_move(kMoveJP, handle, pose, v, r, trajectory_connect, reply);
-    return finish_nblock(kMoveJP, reply, length);
+    return pose_move_nblock(kMoveJP, handle, pose, v, r, trajectory_connect);
 }
 
 int zk_movej_p_block(zk_robot_handle* handle, zk_pose_t pose, int v, int r, int trajectory_connect, int block)
 {
-    MoveReply reply;
-    const int length = send_pose_move(kMoveJP, handle, pose, v, r, trajectory_connect, reply);
-    return finish_block(kMoveJP, handle, reply, length, trajectory_connect, block);
+    return pose_move_block(kMoveJP, handle, pose, v, r, trajectory_connect, block);
 }
 
 // -----------------------------------------------------------------------------------------
