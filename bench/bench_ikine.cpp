@@ -61,21 +61,8 @@ void run(benchmark::State& state, Solve&& solve)
 {
     const Model& model = kModels[state.range(0)];
     const auto cases = make_cases(model);
-    zk_bench::LatencySamples samples;
-    samples.reserve(1 << 20);
-    int i = 0;
-    for (auto _ : state) {
-        const Case& c = cases[i++ % kTargets];
-        const auto t0 = std::chrono::steady_clock::now();
-        solve(c);
-        samples.add(std::chrono::steady_clock::now() - t0);
-    }
-    samples.report(state);
-
     constexpr int kBatch = 16;
-    double worst = 0.0;
-    for (const Case& c : cases) worst = std::max(worst, zk_bench::best_batch_mean_us([&] { solve(c); }, kBatch));
-    state.counters["worst_input_us"] = worst;
+    zk_bench::measure_inputs(state, cases, solve, kBatch);
     state.SetLabel(model.name);
 }
 

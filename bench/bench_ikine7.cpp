@@ -76,20 +76,7 @@ void run(benchmark::State& state, const Mode& mode, int batch)
         benchmark::DoNotOptimize(rc);
         benchmark::DoNotOptimize(out);
     };
-    zk_bench::LatencySamples samples;
-    samples.reserve(1 << 20);
-    int i = 0;
-    for (auto _ : state) {
-        const Case& c = cases[i++ % kTargets];
-        const auto t0 = std::chrono::steady_clock::now();
-        solve(c);
-        samples.add(std::chrono::steady_clock::now() - t0);
-    }
-    samples.report(state);
-
-    double worst = 0.0;
-    for (const Case& c : cases) worst = std::max(worst, zk_bench::best_batch_mean_us([&] { solve(c); }, batch));
-    state.counters["worst_input_us"] = worst;
+    zk_bench::measure_inputs(state, cases, solve, batch);
     state.SetLabel(std::string(model.name) + " " + mode.name);
     ikine_set_7dof_solver_search_strategy(1);
 }

@@ -46,4 +46,25 @@ double best_batch_mean_us(Call&& call, int batch, int tries = 5)
     return best / batch;
 }
 
+// Times `call` on the inputs in turn, one sample per iteration (median, p99, worst), then
+// publishes worst_input_us: the slowest input by its best batch mean.
+template <class Inputs, class Call>
+void measure_inputs(benchmark::State& state, const Inputs& inputs, Call&& call, int batch)
+{
+    LatencySamples samples;
+    samples.reserve(1 << 20);
+    size_t i = 0;
+    for (auto _ : state) {
+        const auto& input = inputs[i++ % std::size(inputs)];
+        const auto t0 = std::chrono::steady_clock::now();
+        call(input);
+        samples.add(std::chrono::steady_clock::now() - t0);
+    }
+    samples.report(state);
+
+    double worst = 0.0;
+    for (const auto& input : inputs) worst = std::max(worst, best_batch_mean_us([&] { call(input); }, batch));
+    state.counters["worst_input_us"] = worst;
+}
+
 }  // namespace zk_bench
